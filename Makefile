@@ -1,0 +1,66 @@
+# The short commands, thin over the presets of CMakePresets.json. Each first lets tools/bootstrap
+# install the packages it needs, if any is missing.
+.DEFAULT_GOAL := help
+MAKEFLAGS += --no-print-directory
+
+export CMAKE_BUILD_PARALLEL_LEVEL ?= $(shell getconf _NPROCESSORS_ONLN)
+export CTEST_PARALLEL_LEVEL ?= $(CMAKE_BUILD_PARALLEL_LEVEL)
+FUZZ_SECONDS ?= 30
+
+# In the index or new, but never a build folder's.
+SOURCES = $$(git ls-files --cached --others --exclude-standard -- '*.h' '*.cpp')
+ANALYSED = $$(git ls-files --cached --others --exclude-standard -- 'TavrineShared/*.cpp' 'companion/*.cpp')
+
+.PHONY: help
+help: ## lists these commands
+	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "make %-13s %s\n", $$1, $$2 }' Makefile
+
+.PHONY: run
+run: ## shows this machine's GPUs, or recorded ones where there is none
+	@tools/bootstrap build
+	@cmake --preset release
+	@cmake --build --preset release --target tavrine
+	@tools/run.sh build/release/companion/tavrine
+
+.PHONY: test
+test: test-dev ## builds everything and runs all tests
+
+.PHONY: test-dev test-asan test-clang test-coverage
+test-clang: TOOLS = ci
+test-dev test-asan test-clang test-coverage: test-%: ## (test-asan, ...) the same in another preset
+	@tools/bootstrap build test $(TOOLS)
+	@cmake --preset $*
+	@cmake --build --preset $*
+	@ctest --preset $*
+
+.PHONY: bench
+bench: ## measures us beside what else could be used
+	@tools/bootstrap build test
+	@cmake --preset release -D TAVRINE_BUILD_BENCHMARKS=ON
+	@cmake --build --preset release
+	@for benchmark in build/release/benchmarks/*_benchmark; do $$benchmark || exit; done
+
+.PHONY: fuzz
+fuzz: ## fuzzes each target for FUZZ_SECONDS (30)
+	@tools/bootstrap build test ci
+	@cmake --preset fuzz
+	@cmake --build --preset fuzz
+	@tools/fuzz.sh build/fuzz $(FUZZ_SECONDS)
+
+.PHONY: format check-format
+format: ## lays out all sources
+	@tools/bootstrap ci
+	@clang-format -i $(SOURCES)
+check-format: ## fails where `make format` would change something
+	@tools/bootstrap ci
+	@clang-format --dry-run --Werror $(SOURCES)
+
+.PHONY: tidy
+tidy: ## analyses the library and the program with clang-tidy
+	@tools/bootstrap build test ci
+	@cmake --preset clang
+	@echo $(ANALYSED) | xargs -n 1 -P $(CMAKE_BUILD_PARALLEL_LEVEL) clang-tidy -p build/clang --quiet
+
+.PHONY: clean
+clean: ## removes all that was built
+	rm -rf build

@@ -1,0 +1,140 @@
+#include <TavrineShared/model/field_table.h>
+
+#include <TavrineShared/foundation/json_scan.h>
+
+namespace tavrine {
+
+namespace {
+
+constexpr std::uint64_t bit(std::size_t place) { return std::uint64_t{1} << place; }
+
+}  // namespace
+
+std::size_t RecordTable::find(std::string_view key) const {
+  const std::size_t mask = slots.size() - 1;
+  for (std::size_t slot = hash(key);; slot = (slot + 1) & mask) {
+    const std::size_t place = slots[slot];
+    if (place >= byKey.size()) return byKey.size();
+    const std::string_view candidate = byKey[place].key;
+    if (candidate.size() == key.size() && json_scan::equal(key.data(), candidate)) return place;
+  }
+}
+
+JSONResult decodeRecord(const RecordTable& table, JSONReader& reader, void* record,
+                        const DecodeContext& outer) {
+  if (const JSONResult result = reader.enterObject(); result != JSONResult::ok) return result;
+  const std::size_t count = table.byKey.size();
+  CodingPath here{outer.path};
+  DecodeContext context = outer;
+  context.path = &here;
+
+  std::uint64_t met = 0;       // by place in `byKey`
+  std::size_t failed = count;  // the failing field that is declared first
+  std::size_t expected = 0;    // our own writer sorts the keys, so the next one is a good guess
+  std::string_view key;
+  while (true) {
+    std::size_t place = expected < count ? expected : 0;
+    const auto match = reader.nextKey(table.byKey[place].key, key);
+    if (match == JSONReader::KeyMatch::end) break;
+    if (match == JSONReader::KeyMatch::other) place = table.find(key);
+    if (place == count) {
+      reader.skip();
+      continue;
+    }
+    expected = place + 1;
+    const Field& field = table.byKey[place];
+    here.key = field.key;
+    const char* const start = reader.position();
+    if ((met & bit(place)) != 0) {
+      reader.skip();
+      context.tellRepeatedKey({start, reader.position()});
+      continue;
+    }
+    met |= bit(place);
+    // Of several failing fields the one declared first is told, so those behind it do not matter.
+    if (field.declared > failed) {
+      reader.skip();
+      continue;
+    }
+    const JSONResult result = field.decode(reader, record, context);
+    if (result == JSONResult::ok) continue;
+    if (result == JSONResult::null && field.whenMissing == WhenMissing::takesDefault) {
+      field.setDefault(field.member(record));
+      continue;
+    }
+    // Where nobody will ask for the reason, any failure is as good as the first. (Findings may be
+    // full, but losses inside the fields to come are still counted.)
+    failed = context.problem == nullptr && context.findings == nullptr ? 0 : field.declared;
+    context.tell(result, *field.type, {start, reader.position()});
+  }
+  if (reader.failed()) return JSONResult::notJSON;
+
+  for (std::size_t place = 0; place < count; ++place) {
+    if ((met & bit(place)) != 0) continue;
+    const Field& field = table.byKey[place];
+    if (field.whenMissing == WhenMissing::takesDefault) {
+      field.setDefault(field.member(record));
+    } else if (field.whenMissing == WhenMissing::fails && field.declared < failed) {
+      failed = field.declared;
+      here.key = field.key;
+      context.tellMissingKey();
+    }
+  }
+  return failed == count ? JSONResult::ok : JSONResult::inner;
+}
+
+bool encodeRecord(const RecordTable& table, JSONWriter& writer, const void* record,
+                  const EncodeContext& outer) {
+  CodingPath here{outer.path};
+  EncodeContext context = outer;
+  context.path = &here;
+  writer.beginObject();
+  for (const Field& field : table.byKey) {
+    const void* const member = field.member(record);
+    if (field.type->isPresent != nullptr && !field.type->isPresent(member)) continue;
+    here.key = field.key;
+    writer.plainKey(field.key);
+    if (!field.type->encode(writer, member, context)) return false;
+  }
+  writer.endObject();
+  return true;
+}
+
+std::size_t hashRecord(const RecordTable& table, const void* record) {
+  std::size_t seed = table.fields.size();
+  for (const Field& field : table.fields) {
+    seed = combineHashes(seed, field.type->hash(field.member(record)));
+  }
+  return seed;
+}
+
+namespace detail {
+
+void tellDefaultUsed(const DecodeContext& context, const ValueType& type, JSONResult result,
+                     std::string_view found) {
+  // A null says that there is no value, so nothing is lost with it.
+  if (context.findings == nullptr || result == JSONResult::null) return;
+  context.findings->add(FindingOutcome::defaultUsed, [&] {
+    DecodingProblem problem;
+    DecodeContext telling = context;
+    telling.problem = &problem;
+    telling.problemBase = nullptr;
+    telling.tell(result, type, found);
+    Finding finding{};
+    finding.path = CodingPath::text(context.path);
+    finding.found = problem.found;
+    finding.reason = problem.reason;
+    return finding;
+  });
+}
+
+JSONResult decodeSeconds(JSONReader& reader, Timestamp& value) {
+  double seconds;
+  const JSONResult result = reader.readDouble(seconds);
+  if (result == JSONResult::ok) value = Timestamp(std::chrono::duration<double>(seconds));
+  return result;
+}
+
+}  // namespace detail
+
+}  // namespace tavrine

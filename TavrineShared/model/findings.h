@@ -1,0 +1,112 @@
+// What a reader lost on the way, and why.
+//
+// Parsers and lenient lists stay silent: a line that cannot be read is dropped, an unsupported
+// number becomes 0. Whoever wants to know hands them a `Findings`; the records are exactly the
+// same, and each loss is told.
+#pragma once
+
+#include <TavrineShared/model/record.h>
+#include <TavrineShared/model/vocabulary.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tavrine {
+
+/// What became of the input that a finding is about.
+class FindingOutcome : public Vocabulary<FindingOutcome> {
+ public:
+  enum Case : std::uint8_t {
+    headerSkipped,
+    lineDropped,
+    readAsZero,
+    readAsAbsent,
+    truncated,
+    repaired,
+    ignored,
+    elementDropped,
+    listEmptied,
+    defaultUsed
+  };
+  constexpr FindingOutcome(Case value = headerSkipped) : value_(value) {}
+  constexpr operator Case() const { return value_; }
+  static constexpr std::string_view kName = "FindingOutcome";
+  static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
+      {headerSkipped, "header_skipped", "header line skipped"},
+      {lineDropped, "line_dropped", "line dropped"},
+      {readAsZero, "read_as_zero", "read as 0"},
+      {readAsAbsent, "read_as_absent", "read as absent"},
+      {truncated, "truncated", "fraction cut off"},
+      {repaired, "repaired", "read with U+FFFD in place of ill-formed bytes"},
+      {ignored, "ignored", "ignored"},
+      {elementDropped, "element_dropped", "element dropped"},
+      {listEmptied, "list_emptied", "read as an empty list"},
+      {defaultUsed, "default_used", "default used"},
+  });
+
+  /// False for what a reader is meant to pass over.
+  constexpr bool isLoss() const { return value_ != headerSkipped; }
+
+ private:
+  Case value_;
+};
+
+struct Finding {
+  std::optional<std::int64_t> line;    ///< from 1, in line-oriented text; absent in JSON documents
+  std::optional<std::int64_t> column;  ///< from 1, in characters, where what is meant begins
+  std::string path;  ///< JSON: path of what was lost; text: the field, empty for a whole line
+  FindingOutcome outcome;
+  std::string found;   ///< what stood there, cut to 80 characters; empty when nothing did
+  std::string reason;  ///< why, in words
+
+  bool operator==(const Finding&) const = default;
+  static const RecordTable& table();
+};
+
+/// Collects findings in the order they are met. Only the first `limit` are kept in full, so that
+/// hostile input cannot fill the memory with them; all are counted.
+class Findings {
+ public:
+  static constexpr std::size_t kDefaultLimit = 10'000;
+
+  explicit Findings(std::size_t limit = kDefaultLimit) : limit_(limit) {}
+
+  /// Counts one more finding; `describe()` gives it and is called only while there is room.
+  template <class Describe>
+  void add(FindingOutcome outcome, const Describe& describe) {
+    ++counts_[static_cast<std::size_t>(static_cast<FindingOutcome::Case>(outcome))];
+    if (!hasRoom()) return;
+    findings_.push_back(describe());
+    findings_.back().outcome = outcome;
+  }
+
+  /// False once further findings are only counted.
+  bool hasRoom() const { return findings_.size() < limit_; }
+
+  /// Those kept in full.
+  const std::vector<Finding>& list() const { return findings_; }
+
+  std::size_t count(FindingOutcome outcome) const {
+    return counts_[static_cast<std::size_t>(static_cast<FindingOutcome::Case>(outcome))];
+  }
+  /// All that were met, kept or not.
+  std::size_t count() const;
+  /// Of these, the losses: all but what a reader is meant to pass over.
+  std::size_t lossCount() const;
+
+ private:
+  std::vector<Finding> findings_;
+  std::array<std::size_t, FindingOutcome::kEntries.size()> counts_{};
+  std::size_t limit_;
+};
+
+/// `text` in the form a finding shows it: well-formed and cut to 80 characters, the last of them
+/// an ellipsis when there was more. Reads no more of `text` than it shows.
+std::string excerpt(std::string_view text);
+
+}  // namespace tavrine

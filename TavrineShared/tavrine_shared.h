@@ -1,0 +1,13 @@
+// Everything the library offers, for those who want one include.
+#pragma once
+
+#include <TavrineShared/foundation/precondition.h>
+#include <TavrineShared/foundation/timestamp.h>
+#include <TavrineShared/foundation/unicode_text.h>
+#include <TavrineShared/foundation/uuid.h>
+#include <TavrineShared/model/findings.h>
+#include <TavrineShared/model/gpu_server.h>
+#include <TavrineShared/model/json_conventions.h>
+#include <TavrineShared/model/stable_id.h>
+#include <TavrineShared/model/status.h>
+#include <TavrineShared/parsers/nvidia_smi_parser.h>

@@ -1,0 +1,220 @@
+#include "benchmarks/comparison.h"
+
+#include <benchmark/benchmark.h>
+#include <malloc.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <map>
+#include <memory>
+#include <new>
+#include <stdexcept>
+
+namespace {
+
+std::size_t allocated = 0;
+std::size_t mostAllocated = 0;
+
+}  // namespace
+
+// Counted by what the allocator really hands out, so that its rounding is in the figure. Not
+// inline, or the compiler would see malloc on one side and a delete on the other, and warn.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  void* const bytes = std::malloc(size);
+  if (bytes == nullptr) throw std::bad_alloc();
+  allocated += malloc_usable_size(bytes);
+  mostAllocated = std::max(mostAllocated, allocated);
+  return bytes;
+}
+
+[[gnu::noinline]] void operator delete(void* bytes) noexcept {
+  allocated -= malloc_usable_size(bytes);
+  std::free(bytes);
+}
+
+[[gnu::noinline]] void operator delete(void* bytes, std::size_t) noexcept {
+  operator delete(bytes);
+}
+
+namespace tavrine::benchmarks {
+
+namespace {
+
+double cpuSeconds() {
+  timespec time;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+// Keeps the CPU seconds of every repetition of every task.
+class Recorder : public benchmark::BenchmarkReporter {
+ public:
+  bool ReportContext(const Context&) override { return true; }
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
+      seconds_[run.run_name.function_name].push_back(run.cpu_accumulated_time /
+                                                     static_cast<double>(run.iterations));
+    }
+  }
+
+  /// In ascending order; empty for a task that was filtered out.
+  std::vector<double> secondsOf(const std::string& task) const {
+    const auto found = seconds_.find(task);
+    if (found == seconds_.end()) return {};
+    std::vector<double> sorted = found->second;
+    std::sort(sorted.begin(), sorted.end());
+    return sorted;
+  }
+
+ private:
+  std::map<std::string, std::vector<double>> seconds_;
+};
+
+std::string rates(const std::vector<double>& seconds, std::size_t bytes) {
+  const double megabytes = static_cast<double>(bytes) / 1e6;
+  char text[64];
+  std::snprintf(text,
+                sizeof text,
+                "%.0f (%.0f)",
+                megabytes / seconds.front(),
+                megabytes / seconds[seconds.size() / 2]);
+  return text;
+}
+
+std::string bound(double ratio) {
+  if (ratio == 0) return "-";
+  char text[32];
+  std::snprintf(text, sizeof text, "%.4g", ratio);
+  return text;
+}
+
+const char* verdict(double ratio, double floor, double aim) {
+  if (floor == 0) return "";
+  if (ratio < floor) return "BELOW FLOOR";
+  return aim != 0 && ratio >= aim ? "aim reached" : "ok";
+}
+
+}  // namespace
+
+void Comparison::task(const std::string& name, std::size_t bytes, std::function<void()> run) {
+  tasks_.push_back({.name = name, .bytes = bytes, .run = std::move(run)});
+}
+
+void Comparison::program(const std::string& name, std::size_t bytes, const std::string& command) {
+  Task task{.name = name, .bytes = bytes, .run = nullptr};
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> output(popen(command.c_str(), "r"), pclose);
+  double seconds = 0;
+  while (output != nullptr && std::fscanf(output.get(), "%lf", &seconds) == 1) {
+    task.seconds.push_back(seconds);
+  }
+  if (task.seconds.empty()) std::fprintf(stderr, "%s could not be measured\n", name.c_str());
+  std::sort(task.seconds.begin(), task.seconds.end());
+  tasks_.push_back(std::move(task));
+}
+
+void Comparison::row(const std::string& ours, const std::string& theirs, double floor, double aim) {
+  rows_.push_back({ours, theirs, floor, aim});
+}
+
+void Comparison::figure(const std::string& name, double value, const std::string& unit,
+                        double ceiling) {
+  figures_.push_back({name, value, unit, ceiling});
+}
+
+int Comparison::run(int argc, char** argv) {
+  std::vector<char*> arguments(argv, argv + argc);
+  std::string interleaving = "--benchmark_enable_random_interleaving=true";
+  arguments.insert(arguments.begin() + 1, interleaving.data());
+  int count = static_cast<int>(arguments.size());
+  arguments.push_back(nullptr);
+  benchmark::Initialize(&count, arguments.data());
+  if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
+
+  constexpr int kRepetitions = 9;
+  constexpr double kSecondsPerRepetition = 0.05;
+  for (const Task& task : tasks_) {
+    if (task.run == nullptr) continue;
+    benchmark::RegisterBenchmark(task.name.c_str(),
+                                 [&task](benchmark::State& state) {
+                                   for (auto _ : state) task.run();
+                                 })
+        ->Repetitions(kRepetitions)
+        ->MinTime(kSecondsPerRepetition);
+  }
+  Recorder recorder;
+  benchmark::RunSpecifiedBenchmarks(&recorder);
+  for (Task& task : tasks_) {
+    if (task.run != nullptr) task.seconds = recorder.secondsOf(task.name);
+  }
+  print();
+  return 0;
+}
+
+const Comparison::Task& Comparison::find(const std::string& name) const {
+  const auto found = std::find_if(tasks_.begin(), tasks_.end(), [&name](const Task& task) {
+    return task.name == name;
+  });
+  if (found == tasks_.end()) throw std::invalid_argument("no task is named " + name);
+  return *found;
+}
+
+void Comparison::print() const {
+  std::printf("%s\n\n  %-44s %14s   %-36s %14s %8s %6s %6s\n",
+              title_.c_str(),
+              "ours",
+              "MB/s (median)",
+              "beside",
+              "MB/s (median)",
+              "ratio",
+              "floor",
+              "aim");
+  for (const Row& row : rows_) {
+    const Task& ours = find(row.ours);
+    const Task& theirs = find(row.theirs);
+    if (ours.seconds.empty() || theirs.seconds.empty()) continue;  // filtered out
+    // Rates, not times: the two sides may be given inputs of different sizes.
+    const double ratio = static_cast<double>(ours.bytes) / ours.seconds.front() /
+                         (static_cast<double>(theirs.bytes) / theirs.seconds.front());
+    std::printf("  %-44s %14s   %-36s %14s %8.2f %6s %6s  %s\n",
+                ours.name.c_str(),
+                rates(ours.seconds, ours.bytes).c_str(),
+                theirs.name.c_str(),
+                rates(theirs.seconds, theirs.bytes).c_str(),
+                ratio,
+                bound(row.floor).c_str(),
+                bound(row.aim).c_str(),
+                verdict(ratio, row.floor, row.aim));
+  }
+  for (const Figure& figure : figures_) {
+    std::printf("  %-44s %14.3g %s, ceiling %.3g: %s\n",
+                figure.name.c_str(),
+                figure.value,
+                figure.unit.c_str(),
+                figure.ceiling,
+                figure.value <= figure.ceiling ? "ok" : "ABOVE CEILING");
+  }
+  std::printf("\n");
+}
+
+std::size_t peakAllocation(const std::function<void()>& run) {
+  const std::size_t before = allocated;
+  mostAllocated = allocated;
+  run();
+  return mostAllocated - before;
+}
+
+double bestSeconds(int runs, const std::function<void()>& run) {
+  double best = 0;
+  for (int i = 0; i < runs; ++i) {
+    const double start = cpuSeconds();
+    run();
+    const double seconds = cpuSeconds() - start;
+    if (i == 0 || seconds < best) best = seconds;
+  }
+  return best;
+}
+
+}  // namespace tavrine::benchmarks

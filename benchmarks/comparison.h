@@ -1,0 +1,73 @@
+// Measures us beside others in one run and prints one table of ratios.
+//
+// The machine may be shared and noisy, so nothing is measured by itself: all tasks run interleaved
+// in random order, several times over, in CPU time. A ratio is taken between the best runs of both
+// sides. A floor that is missed is marked in the table; it does not fail the run.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace tavrine::benchmarks {
+
+class Comparison {
+ public:
+  explicit Comparison(std::string title) : title_(std::move(title)) {}
+
+  /// A task over `bytes` of input, which gives its rate.
+  void task(const std::string& name, std::size_t bytes, std::function<void()> run);
+
+  /// A task that another program measures: `command` prints the CPU seconds of each of its runs,
+  /// one per line. It runs once, before the other tasks.
+  void program(const std::string& name, std::size_t bytes, const std::string& command);
+
+  /// A row of the table: how many times as fast `ours` is as `theirs`, both names of tasks. A floor
+  /// of 0 means that there is none.
+  void row(const std::string& ours, const std::string& theirs, double floor = 0, double aim = 0);
+
+  /// A row for a figure that is no rate, already measured; good when not above `ceiling`.
+  void figure(const std::string& name, double value, const std::string& unit, double ceiling);
+
+  /// Measures the tasks and prints the table. Takes the flags of Google Benchmark. Gives the exit
+  /// status of the program.
+  int run(int argc, char** argv);
+
+ private:
+  struct Task {
+    std::string name;
+    std::size_t bytes;
+    std::function<void()> run;         ///< empty when `seconds` are given
+    std::vector<double> seconds = {};  ///< of each run, when another program measured them
+  };
+  struct Row {
+    std::string ours;
+    std::string theirs;
+    double floor;
+    double aim;
+  };
+  struct Figure {
+    std::string name;
+    double value;
+    std::string unit;
+    double ceiling;
+  };
+
+  const Task& find(const std::string& name) const;
+  void print() const;
+
+  std::string title_;
+  std::vector<Task> tasks_;
+  std::vector<Row> rows_;
+  std::vector<Figure> figures_;
+};
+
+/// The most bytes that `run` had allocated through operator new at any one time, over those
+/// allocated before.
+std::size_t peakAllocation(const std::function<void()>& run);
+
+/// The least CPU seconds out of `runs` runs, for a task too long for the table.
+double bestSeconds(int runs, const std::function<void()>& run);
+
+}  // namespace tavrine::benchmarks

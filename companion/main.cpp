@@ -1,0 +1,63 @@
+// tavrine: what GPU servers print, as data and as tables.
+//
+// Every verb is declared where it is done and only joined here. Data goes to standard output, words
+// for people to standard error; shell/exit_status.h says what the exit status means.
+#include "companion/parse/parse_verb.h"
+#include "companion/parse/query_verb.h"
+#include "companion/shell/usage.h"
+
+#include <CLI/CLI.hpp>
+
+#include <exception>
+#include <new>
+#include <string>
+
+namespace tavrine {
+
+namespace {
+
+ExitStatus run(int argc, char** argv) {
+  CLI::App program("Reads what GPU servers print into records: JSON or tables.", "tavrine");
+  describeProgram(program, "verb", {"tavrine query gpus | sh | tavrine parse gpus --table"});
+  program.footer(program.get_footer() +
+                 "\n\nExit status: 0 all is well, 1 something was lost (see --findings), 2 wrong\n"
+                 "usage, unreadable input or unwritable output.");
+  program.set_version_flag("--version", "tavrine " TAVRINE_VERSION, "print the version");
+
+  Action chosen;
+  addParseVerb(program, chosen);
+  addQueryVerb(program, chosen);
+  try {
+    program.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    writeOutput(program.help());
+    return ExitStatus::fine;
+  } catch (const CLI::CallForVersion& version) {
+    writeOutput(std::string(version.what()) + "\n");
+    return ExitStatus::fine;
+  } catch (const CLI::ParseError& error) {
+    explainUsage(program, error);
+    return ExitStatus::trouble;
+  }
+  return chosen();
+}
+
+}  // namespace
+
+}  // namespace tavrine
+
+int main(int argc, char** argv) {
+  using namespace tavrine;
+  ExitStatus status = ExitStatus::trouble;
+  try {
+    status = run(argc, argv);
+    closeOutput();
+  } catch (const std::bad_alloc&) {
+    say("out of memory");
+    status = ExitStatus::trouble;
+  } catch (const std::exception& error) {
+    say(error.what());
+    status = ExitStatus::trouble;
+  }
+  return static_cast<int>(status);
+}

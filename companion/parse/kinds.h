@@ -1,0 +1,55 @@
+// What the program can parse: one row per kind of tool output.
+//
+// A row ties together what belongs to a kind: its name on the command line, the command that yields
+// its input, and the function that turns that input into records and these into JSON or a table.
+// The verbs `parse` and `query` are loops over the rows.
+#pragma once
+
+#include "companion/views/text_table.h"
+
+#include <TavrineShared/model/findings.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace tavrine {
+
+enum class OutputForm : std::uint8_t {
+  compactJSON,
+  prettyJSON,
+  table,
+};
+
+struct ParseRequest {
+  std::string_view text;
+  OutputForm form;
+  HeadingStyle headings;    ///< of a table
+  Findings* findings;       ///< null when nobody asked for them
+  bool findingsInDocument;  ///< JSON forms: one document with the findings and the records
+};
+
+struct ParseResult {
+  std::string output;  ///< ends with a line feed
+  std::size_t recordCount = 0;
+  /// Records that JSON has no form for and that are missing from the output for that. They are
+  /// among the findings, too, but this must be told to everybody; so it keeps a few in full only.
+  Findings leftOut{kLeftOutTold};
+
+  static constexpr std::size_t kLeftOutTold = 10;
+};
+
+struct Kind {
+  std::string_view name;     ///< on the command line
+  std::string_view input;    ///< what is read, for messages and help
+  std::string_view records;  ///< what is printed, likewise
+  std::string_view example;  ///< a file name for the help
+  std::string (*queryCommand)();
+  ParseResult (*parse)(const ParseRequest& request);
+};
+
+std::span<const Kind> kinds();
+
+}  // namespace tavrine

@@ -1,0 +1,144 @@
+#include "companion/parse/parse_verb.h"
+
+#include "companion/parse/kinds.h"
+#include "companion/shell/input.h"
+#include "companion/shell/output.h"
+#include "companion/views/findings_text.h"
+#include "companion/views/visible_text.h"
+
+#include <TavrineShared/foundation/unicode_text.h>
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tavrine {
+
+namespace {
+
+struct ParseOptions {
+  std::optional<std::string> file;
+  bool json = false;
+  bool pretty = false;
+  bool compact = false;
+  bool table = false;
+  std::string findings;  // empty, or one of the two below
+  ColorChoice color = ColorChoice::automatic;
+};
+
+constexpr const char* kFindingsAsText = "text";
+constexpr const char* kFindingsAsJSON = "json";
+
+OutputForm outputForm(const ParseOptions& options) {
+  if (options.table) return OutputForm::table;
+  const bool pretty = options.pretty || (!options.compact && outputIsTerminal());
+  return pretty ? OutputForm::prettyJSON : OutputForm::compactJSON;
+}
+
+void sayWhatIsAwaited(const Kind& kind) {
+  say("reading " + std::string(kind.input) + " from the terminal, up to Ctrl-D; 'tavrine query " +
+      std::string(kind.name) + "' prints the command that yields it");
+}
+
+// Silence about an input of another kind would leave the user with an empty list and no idea why.
+void sayNothingFound(const Kind& kind, const ParseOptions& options) {
+  const std::string file = options.file.value_or(kStandardInput);
+  say("no " + std::string(kind.records) + " in " +
+      (file == kStandardInput ? "standard input" : file) + "; 'tavrine query " +
+      std::string(kind.name) + "' prints the command whose output is expected");
+}
+
+void sayLeftOut(const ParseResult& result) {
+  say("left out of the JSON:");
+  writeWords(findingsText(result.leftOut));
+}
+
+void print(const ParseResult& result, OutputForm form) {
+  if (form != OutputForm::table && outputIsTerminal()) {
+    writeOutput(visibleJSON(result.output));
+  } else {
+    writeOutput(result.output);  // a table has seen to its cells itself
+  }
+}
+
+ExitStatus parse(const Kind& kind, const ParseOptions& options) {
+  if (!options.file && inputIsTerminal()) sayWhatIsAwaited(kind);
+  const std::string text = readInput(options.file.value_or(kStandardInput));
+
+  const bool findingsAsked = !options.findings.empty();
+  Findings findings;
+  const ParseRequest request{
+      .text = text,
+      .form = outputForm(options),
+      .headings = usesColor(options.color) ? HeadingStyle::bold : HeadingStyle::plain,
+      .findings = findingsAsked ? &findings : nullptr,
+      .findingsInDocument = options.findings == kFindingsAsJSON,
+  };
+  const ParseResult result = kind.parse(request);
+  print(result, request.form);
+
+  if (options.findings == kFindingsAsText) {
+    writeWords(findingsText(findings));
+  } else if (result.leftOut.count() > 0) {
+    sayLeftOut(result);
+  } else if (!findingsAsked && result.recordCount == 0 && !trimmed(text).empty()) {
+    sayNothingFound(kind, options);
+  }
+  const bool somethingToTell = findings.lossCount() > 0 || result.leftOut.count() > 0;
+  return somethingToTell ? ExitStatus::findings : ExitStatus::fine;
+}
+
+void addOptions(CLI::App& app, ParseOptions& options) {
+  app.add_option("FILE", options.file, "what to read; standard input if - or left out")
+      ->type_name("");
+  auto* const table = app.add_flag("--table", options.table, "an aligned table for people");
+  auto* const json = app.add_flag("--json", options.json, "JSON, as is the default");
+  auto* const pretty =
+      app.add_flag("--pretty", options.pretty, "indented JSON, the default on a terminal");
+  auto* const compact =
+      app.add_flag("--compact", options.compact, "JSON in one line, the default elsewhere");
+  auto* const findings = app.add_flag("--findings{text}",
+                                      options.findings,
+                                      "tell what was lost and why: on standard error,\n"
+                                      "or with =json in one document with the records;\n"
+                                      "the exit status is then 1 if anything was");
+  findings->option_text("[=text|json]")->check(CLI::IsMember({kFindingsAsText, kFindingsAsJSON}));
+  table->excludes(json)->excludes(pretty)->excludes(compact);
+  pretty->excludes(compact);
+  addColorOption(app, options.color);
+}
+
+void addKind(CLI::App& verb, const Kind& kind, Action& chosen) {
+  const std::string name(kind.name);
+  const std::string command = "tavrine parse " + name;
+  CLI::App& app = addCommand(
+      verb,
+      name,
+      "Reads " + std::string(kind.input) + " and prints the " + std::string(kind.records) + ".",
+      {"tavrine query " + name + " | sh | " + command + " --table",
+       command + " --findings " + std::string(kind.example),
+       command + " --compact < " + std::string(kind.example) + " > " + name + ".json"});
+  const auto options = std::make_shared<ParseOptions>();
+  addOptions(app, *options);
+  app.callback([&kind, &chosen, options] {
+    if (options->findings == kFindingsAsJSON && options->table) {
+      throw CLI::ExcludesError("--findings=json", "--table");
+    }
+    chosen = [&kind, options] { return parse(kind, *options); };
+  });
+}
+
+}  // namespace
+
+void addParseVerb(CLI::App& program, Action& chosen) {
+  CLI::App& verb = addCommandGroup(program,
+                                   "parse",
+                                   "Turns a tool's output into JSON or a table.",
+                                   "kind",
+                                   {"tavrine parse gpus --table gpus.csv"});
+  for (const Kind& kind : kinds()) addKind(verb, kind, chosen);
+}
+
+}  // namespace tavrine

@@ -1,0 +1,66 @@
+#include "companion/shell/output.h"
+
+#include "companion/views/visible_text.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <string>
+#include <system_error>
+
+namespace tavrine {
+
+namespace {
+
+[[noreturn]] void throwUnwritable() {
+  throw std::system_error(errno, std::generic_category(), "cannot write to standard output");
+}
+
+// False when not all could be written; errno says why. Whoever started us may have left a
+// non-blocking descriptor behind.
+bool writeAll(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t put = ::write(descriptor, text.data(), text.size());
+    if (put >= 0) {
+      text.remove_prefix(static_cast<std::size_t>(put));
+    } else if (errno == EAGAIN) {
+      pollfd waiting{.fd = descriptor, .events = POLLOUT, .revents = 0};
+      ::poll(&waiting, 1, -1);
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+std::string_view environment(const char* name) {
+  const char* const value = std::getenv(name);
+  return value == nullptr ? std::string_view() : value;
+}
+
+}  // namespace
+
+void writeOutput(std::string_view text) {
+  if (!writeAll(STDOUT_FILENO, text)) throwUnwritable();
+}
+
+void closeOutput() {
+  // A verb that had nothing to write may have been started without a standard output.
+  if (::close(STDOUT_FILENO) != 0 && errno != EBADF) throwUnwritable();
+}
+
+void writeWords(std::string_view words) { static_cast<void>(writeAll(STDERR_FILENO, words)); }
+
+void say(std::string_view message) { writeWords("tavrine: " + visibleText(message) + "\n"); }
+
+bool outputIsTerminal() { return ::isatty(STDOUT_FILENO) == 1; }
+
+bool usesColor(ColorChoice choice) {
+  if (choice != ColorChoice::automatic) return choice == ColorChoice::always;
+  return outputIsTerminal() && environment("TERM") != "dumb" && environment("NO_COLOR").empty();
+}
+
+}  // namespace tavrine

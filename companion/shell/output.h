@@ -1,0 +1,36 @@
+// Data goes to standard output, words for people go to standard error.
+//
+// When the reader of our output goes away, as `tavrine ... | head` does, the signal SIGPIPE ends
+// the program at once and silently, as it ends cat and grep. Where that signal is ignored, the
+// failed write is an error like any other.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace tavrine {
+
+/// Writes all of `text` to standard output. Throws `std::system_error` whose `what()` is such as
+/// "cannot write to standard output: No space left on device".
+void writeOutput(std::string_view text);
+
+/// To be called last: some file systems tell only now that what was written is lost. Throws as
+/// `writeOutput` does.
+void closeOutput();
+
+/// Writes `words` to standard error as they are. A failure is ignored: nobody could be told.
+void writeWords(std::string_view words);
+
+/// "tavrine: MESSAGE", one line on standard error; whatever a file name or an argument brought
+/// into the message, it does nothing to the terminal.
+void say(std::string_view message);
+
+bool outputIsTerminal();
+
+enum class ColorChoice : std::uint8_t { automatic, always, never };
+
+/// Whether standard output gets colours. Automatic: a terminal that can do more than "dumb", unless
+/// the environment has a NO_COLOR that is not empty.
+bool usesColor(ColorChoice choice);
+
+}  // namespace tavrine

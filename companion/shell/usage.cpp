@@ -1,0 +1,151 @@
+#include "companion/shell/usage.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tavrine {
+
+namespace {
+
+constexpr const char* kWordLabel = "SUBCOMMAND";  // the name under which CLI11 asks for it
+
+constexpr std::size_t kDescriptionColumn = 28;
+
+char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+
+std::string upper(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(), [](char c) { return upper(c); });
+  return text;
+}
+
+// CLI11's help, but without what the descriptions say in better words.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  explicit HelpFormatter(std::string word) : word_(std::move(word)) {
+    label(kWordLabel, upper(word_));
+    label("Positionals", "Arguments");
+    column_width(kDescriptionColumn);
+  }
+
+  const std::string& word() const { return word_; }
+
+  std::string make_usage(const CLI::App* app, std::string name) const override {
+    return "\n" + Formatter::make_usage(app, std::move(name));
+  }
+  std::string make_option_name(const CLI::Option* option, bool isPositional) const override {
+    const std::string name = Formatter::make_option_name(option, isPositional);
+    return name.substr(0, name.find('{'));  // an optional value's default is told in option_text
+  }
+  std::string make_option_opts(const CLI::Option* option) const override {
+    return option->get_option_text();
+  }
+
+ private:
+  std::string word_;
+};
+
+const std::string& wordOf(const CLI::App& command) {
+  return std::dynamic_pointer_cast<HelpFormatter>(command.get_formatter())->word();
+}
+
+void describe(CLI::App& command, const std::string& word,
+              std::initializer_list<std::string> examples) {
+  command.formatter(std::make_shared<HelpFormatter>(word));
+  command.set_help_flag("-h,--help", "print this help");
+  std::string footer = examples.size() == 1 ? "Example:" : "Examples:";
+  for (const std::string& example : examples) footer.append("\n  ").append(example);
+  command.footer(footer);
+  // At most one, too: then a file may have the name of a command.
+  if (!word.empty()) command.require_subcommand(1);
+}
+
+// The command that the arguments had led to when they went wrong.
+const CLI::App& innermost(const CLI::App& program) {
+  const CLI::App* command = &program;
+  while (!command->get_subcommands().empty()) command = command->get_subcommands().back();
+  return *command;
+}
+
+std::string fullName(const CLI::App& command) {
+  const CLI::App* const parent = command.get_parent();
+  return parent == nullptr ? command.get_name() : fullName(*parent) + " " + command.get_name();
+}
+
+std::string unexpected(const CLI::App& command, const std::string& argument) {
+  if (argument.size() > 1 && argument.starts_with('-')) return "unknown option: " + argument;
+  if (wordOf(command).empty()) return "one argument too many: " + argument;
+  std::string text = "unknown " + wordOf(command) + ": " + argument;
+  std::string_view before = " (known: ";
+  for (const CLI::App* known : command.get_subcommands([](const CLI::App*) { return true; })) {
+    text.append(before).append(known->get_name());
+    before = ", ";
+  }
+  return text.append(")");
+}
+
+std::optional<ColorChoice> colorChoiceNamed(std::string_view name) {
+  if (name == "auto") return ColorChoice::automatic;
+  if (name == "always") return ColorChoice::always;
+  if (name == "never") return ColorChoice::never;
+  return std::nullopt;
+}
+
+}  // namespace
+
+void describeProgram(CLI::App& program, const std::string& word,
+                     std::initializer_list<std::string> examples) {
+  describe(program, word, examples);
+}
+
+CLI::App& addCommand(CLI::App& parent, const std::string& name, const std::string& description,
+                     std::initializer_list<std::string> examples) {
+  return addCommandGroup(parent, name, description, "", examples);
+}
+
+CLI::App& addCommandGroup(CLI::App& parent, const std::string& name, const std::string& description,
+                          const std::string& word, std::initializer_list<std::string> examples) {
+  CLI::App& command = *parent.add_subcommand(name, description);
+  std::string heading = wordOf(parent) + "s";
+  heading.front() = upper(heading.front());
+  command.group(heading);
+  describe(command, word, examples);
+  return command;
+}
+
+void addColorOption(CLI::App& command, ColorChoice& choice) {
+  command
+      .add_option_function<std::string>(
+          "--color",
+          [&choice](const std::string& name) { choice = *colorChoiceNamed(name); },
+          "bold headings: auto, the default, means on terminals\n"
+          "only, and not where NO_COLOR is set")
+      ->check([](const std::string& name) {
+        return colorChoiceNamed(name) ? "" : "must be auto, always or never, not " + name;
+      })
+      ->type_name("WHEN")
+      ->option_text("=auto|always|never");
+}
+
+void explainUsage(const CLI::App& program, const CLI::ParseError& error) {
+  const CLI::App& command = innermost(program);
+  std::vector<std::string> rest = program.remaining(true);
+  std::erase(rest, "--");
+  if (!rest.empty()) {
+    say(unexpected(command, rest.front()));
+  } else if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError)) {
+    writeWords(program.help());
+    return;
+  } else {
+    say(error.what());
+  }
+  writeWords("Try '" + fullName(command) + " --help'.\n");
+}
+
+}  // namespace tavrine

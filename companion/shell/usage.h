@@ -1,0 +1,42 @@
+// What all verbs share of the command line: how they are declared, how their help looks, and what
+// is said when it was used wrongly.
+#pragma once
+
+#include "companion/shell/exit_status.h"
+#include "companion/shell/output.h"
+
+#include <functional>
+#include <initializer_list>
+#include <string>
+
+namespace CLI {
+class App;
+class ParseError;
+}  // namespace CLI
+
+namespace tavrine {
+
+/// What the command that the user chose will do. Errors of input and output are thrown.
+using Action = std::function<ExitStatus()>;
+
+/// Gives the program as a whole its look. `word` is what help and messages call its commands, in
+/// lower case, such as "verb"; each of `examples` is a line to type.
+void describeProgram(CLI::App& program, const std::string& word,
+                     std::initializer_list<std::string> examples);
+
+/// A command under `parent`. Its help ends with `examples`.
+CLI::App& addCommand(CLI::App& parent, const std::string& name, const std::string& description,
+                     std::initializer_list<std::string> examples);
+
+/// The same, but a command that needs a further word of the user, as `parse` needs a "kind".
+CLI::App& addCommandGroup(CLI::App& parent, const std::string& name, const std::string& description,
+                          const std::string& word, std::initializer_list<std::string> examples);
+
+/// `--color`, for commands that colour what they print. Sets `choice` only when it is used.
+void addColorOption(CLI::App& command, ColorChoice& choice);
+
+/// Says what was wrong with the command line and where to find help. When nothing was wrong but
+/// that it stopped too early, prints that help instead.
+void explainUsage(const CLI::App& program, const CLI::ParseError& error);
+
+}  // namespace tavrine

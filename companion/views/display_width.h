@@ -1,0 +1,20 @@
+// How many columns of a terminal a text takes.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace tavrine {
+
+/// The columns that `text` takes when it is shown: two for each wide character (as in Chinese,
+/// Japanese, Korean, and most emoji), none for combining marks, controls and invisible characters,
+/// one for all others. Where terminals disagree (characters of ambiguous width, emoji put together
+/// from several) this is what a terminal that looks at one character at a time does.
+std::size_t displayWidth(std::string_view text);
+
+/// `text` itself where it takes no more than `width` columns, otherwise as much of its beginning as
+/// fits before an ellipsis. `width` is at least 1.
+std::string cutToWidth(std::string_view text, std::size_t width);
+
+}  // namespace tavrine

@@ -1,0 +1,815 @@
+"""Runs the built program as its users do and compares stdout, stderr and exit status.
+
+    run_program_tests.py PROGRAM [UNITTEST-ARGUMENT...]
+
+Where the environment names a folder of further captures in TAVRINE_CORPUS, those are read, too.
+"""
+
+import errno
+import json
+import os
+import pathlib
+import pty
+import re
+import resource
+import select
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+
+sys.dont_write_bytecode = True
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE.parent / "golden"))
+import golden_cases  # noqa: E402
+
+PROGRAM = ""
+CAPTURES = golden_cases.ROOT / "nvidia_smi"
+H100 = CAPTURES / "h100_mig_load.csv"
+L40S = CAPTURES / "l40s_idle.csv"
+
+HEADING = ("GPU  Name  Util  Mem used  Mem total  Mem %  Temp  Power  Limit  Fan  SM clock  Mem clock"
+           "  ECC errors  PCIe link  State").split("  ")
+BOLD = b"\x1b[1m"
+
+ROW = b"0, GPU A, 1 %, 2 MiB, 4 MiB, 30, 5.00 W, 6.00 W\n"
+ROW_JSON = (b'{"index":0,"memoryTotalMB":4,"memoryUsedMB":2,"name":"GPU A","powerDrawW":5,'
+            b'"powerLimitW":6,"temperatureC":30,"utilizationPercent":1}')
+
+QUERY = (b"nvidia-smi --query-gpu=index,name,utilization.gpu,memory.used,memory.total,"
+         b"temperature.gpu,power.draw,power.limit,fan.speed,clocks.sm,clocks.mem,"
+         b"ecc.errors.uncorrected.volatile.total,pcie.link.gen.current,pcie.link.width.current,pstate"
+         b" --format=csv\n")
+
+NOT_FINITE = b"a number that is not finite has no JSON form"
+
+
+def environment(**changes):
+    """Ours without what would colour the output, plus `changes`."""
+    plain = {k: v for k, v in os.environ.items() if k not in ("NO_COLOR", "TERM", "COLUMNS")}
+    return {**plain, "TERM": "xterm", **changes}
+
+
+def no_core_dump():
+    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+
+
+def run(*arguments, stdin=b"", **options):
+    if isinstance(stdin, bytes):
+        options["input"] = stdin
+    else:
+        options["stdin"] = stdin
+    options.setdefault("stdout", subprocess.PIPE)
+    return subprocess.run([PROGRAM, *map(str, arguments)], stderr=subprocess.PIPE, timeout=120,
+                          env=environment(), **options)
+
+
+def run_on_terminal(*arguments, stdin=b"", typed=None, **env):
+    """stdout is a terminal; stderr is a pipe. With `typed`, stdin is the same terminal."""
+    ours, theirs = pty.openpty()
+    try:
+        process = subprocess.Popen(
+            [PROGRAM, *map(str, arguments)], stdin=subprocess.PIPE if typed is None else theirs,
+            stdout=theirs, stderr=subprocess.PIPE, env=environment(**env), start_new_session=True)
+        os.close(theirs)
+        if typed is not None:
+            os.write(ours, typed)
+        screen = []
+
+        def watch():
+            while True:
+                try:
+                    chunk = os.read(ours, 65536)
+                except OSError as error:
+                    if error.errno != errno.EIO:  # how Linux says that the other side is closed
+                        raise
+                    return
+                if not chunk:
+                    return
+                screen.append(chunk)
+
+        watcher = threading.Thread(target=watch)
+        watcher.start()
+        _, words = process.communicate(stdin if typed is None else None, timeout=60)
+        watcher.join(60)
+        shown = b"".join(screen).replace(b"\r\n", b"\n")
+        return subprocess.CompletedProcess(arguments, process.returncode, shown, words)
+    finally:
+        os.close(ours)
+
+
+class ProgramTest(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tavrine_test_"))
+        self.addCleanup(shutil.rmtree, self.folder)
+
+    def file(self, name, content):
+        path = self.folder / name
+        path.write_bytes(content)
+        return path
+
+    def expect(self, done, status, stdout=b"", stderr=b""):
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (status, stdout, stderr))
+
+    def expect_usage(self, arguments, message, help_of):
+        done = run(*arguments)
+        self.expect(done, 2, b"", f"tavrine: {message}\nTry '{help_of} --help'.\n".encode())
+
+
+class GoldenFiles(ProgramTest):
+    def test_every_expected_output(self):
+        count = 0
+        for source, expected, arguments, stream in golden_cases.cases():
+            with self.subTest(expected.name):
+                done = run(*arguments)
+                self.assertEqual(getattr(done, stream), expected.read_bytes())
+                losses = stream == "stderr" and done.stderr != b"nothing was lost\n"
+                self.assertEqual(done.returncode, 1 if losses else 0)
+                if stream == "stdout":
+                    self.assertEqual(done.stderr, b"")
+                count += 1
+        self.assertGreaterEqual(count, 39)
+
+    def test_no_expected_output_without_its_input(self):
+        known = {expected for _, expected, _, _ in golden_cases.cases()}
+        for folder in golden_cases.COMMANDS:
+            for path in (golden_cases.ROOT / folder).iterdir():
+                if path.name.endswith((".json", ".txt")):
+                    self.assertIn(path, known)
+
+    def test_the_forms_agree(self):
+        for source in sorted(CAPTURES.glob("**/*.csv")):
+            with self.subTest(source.name):
+                pretty = json.loads(run("parse", "gpus", "--pretty", source).stdout)
+                compact = run("parse", "gpus", "--compact", source).stdout
+                report = json.loads(run("parse", "gpus", "--findings=json", source).stdout)
+                self.assertEqual(json.loads(compact), pretty)
+                self.assertEqual(compact.count(b"\n"), 1)
+                self.assertEqual(report["records"], pretty)
+                told = run("parse", "gpus", "--findings", source).stderr.splitlines()
+                self.assertEqual(len(report["findings"]), len(told) - 1)
+                table = run("parse", "gpus", "--table", source).stdout.splitlines()
+                self.assertEqual(len(table) - 1, len(pretty))
+
+
+class WhereInputComesFrom(ProgramTest):
+    def test_a_file(self):
+        self.expect(run("parse", "gpus", self.file("a.csv", ROW)), 0, b"[" + ROW_JSON + b"]\n")
+
+    def test_standard_input(self):
+        for arguments in ([], ["-"], ["/dev/stdin"]):
+            with self.subTest(arguments):
+                self.expect(run("parse", "gpus", *arguments, stdin=ROW), 0,
+                            b"[" + ROW_JSON + b"]\n")
+
+    def test_standard_input_that_is_a_file(self):
+        with open(self.file("a.csv", ROW), "rb") as file:
+            self.expect(run("parse", "gpus", stdin=file), 0, b"[" + ROW_JSON + b"]\n")
+
+    def test_a_fifo(self):
+        fifo = self.folder / "fifo"
+        os.mkfifo(fifo)
+        writer = threading.Thread(target=lambda: fifo.write_bytes(ROW * 10000))
+        writer.start()
+        done = run("parse", "gpus", fifo)
+        writer.join()
+        self.expect(done, 0, b"[" + b",".join([ROW_JSON] * 10000) + b"]\n")
+
+    def test_a_non_blocking_pipe_that_is_slow(self):
+        ours, theirs = os.pipe()
+        self.addCleanup(os.close, ours)
+        os.set_blocking(ours, False)
+        process = subprocess.Popen([PROGRAM, "parse", "gpus"], stdin=ours, stdout=subprocess.PIPE)
+        select.select([], [], [], 0.2)
+        os.write(theirs, ROW)
+        os.close(theirs)
+        self.assertEqual(process.communicate(timeout=60)[0], b"[" + ROW_JSON + b"]\n")
+
+    def test_a_file_with_the_name_of_a_verb_or_a_kind(self):
+        for name in ("gpus", "parse", "query"):
+            with self.subTest(name):
+                self.file(name, ROW)
+                self.expect(run("parse", "gpus", name, cwd=self.folder), 0,
+                            b"[" + ROW_JSON + b"]\n")
+
+    def test_a_file_with_the_name_of_an_option(self):
+        self.file("--table", ROW)
+        self.expect(run("parse", "gpus", "--", "--table", cwd=self.folder), 0,
+                    b"[" + ROW_JSON + b"]\n")
+
+    def test_a_file_after_findings_is_no_value_of_it(self):
+        self.expect(run("parse", "gpus", "--findings", self.file("a.csv", ROW)), 0,
+                    b"[" + ROW_JSON + b"]\n", b"nothing was lost\n")
+
+
+class UnreadableInput(ProgramTest):
+    def expect_unreadable(self, done, reason):
+        self.expect(done, 2, b"", f"tavrine: cannot read {reason}\n".encode())
+
+    def test_a_missing_file(self):
+        path = self.folder / "none.csv"
+        self.expect_unreadable(run("parse", "gpus", path), f"{path}: No such file or directory")
+
+    def test_a_missing_folder(self):
+        path = self.file("a", b"") / "b"
+        self.expect_unreadable(run("parse", "gpus", path), f"{path}: Not a directory")
+
+    def test_a_directory(self):
+        self.expect_unreadable(run("parse", "gpus", self.folder), f"{self.folder}: Is a directory")
+
+    def test_a_directory_as_standard_input(self):
+        folder = os.open(self.folder, os.O_RDONLY)
+        self.addCleanup(os.close, folder)
+        self.expect_unreadable(run("parse", "gpus", stdin=folder),
+                               "standard input: Is a directory")
+
+    def test_a_failing_read(self):
+        self.expect_unreadable(run("parse", "gpus", "/proc/self/mem"),
+                               "/proc/self/mem: Input/output error")
+
+    def test_a_closed_standard_input(self):
+        done = subprocess.run([PROGRAM, "parse", "gpus"], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, preexec_fn=lambda: os.close(0))
+        self.expect_unreadable(done, "standard input: Bad file descriptor")
+
+    def test_an_empty_name(self):
+        self.expect_unreadable(run("parse", "gpus", ""), ": No such file or directory")
+
+    def test_a_file_without_permission(self):
+        path = self.file("secret.csv", ROW)
+        path.chmod(0)
+        self.folder.chmod(0o755)
+        identity = {}
+        if os.geteuid() == 0:  # whom no permission stops
+            nobody = 65534
+            identity = {"user": nobody, "group": nobody, "extra_groups": []}
+            try:
+                run("--version", **identity)
+            except PermissionError:
+                self.skipTest("root runs this, and nobody else may run the program where it stands")
+        self.expect_unreadable(run("parse", "gpus", path, **identity),
+                               f"{path}: Permission denied")
+
+    def test_a_hostile_file_name_reaches_no_terminal(self):
+        name = "\x1b[2J\u202e\udcff"
+        self.expect_unreadable(run("parse", "gpus", name),
+                               "\\x1b[2J<U+202E>\\xff: No such file or directory")
+
+
+class UnwritableOutput(ProgramTest):
+    FULL = b"tavrine: cannot write to standard output: No space left on device\n"
+
+    def test_a_full_disk(self):
+        for arguments in (["parse", "gpus", H100], ["parse", "gpus", "--table", H100],
+                          ["query", "gpus"], ["--help"], ["--version"]):
+            with self.subTest(arguments), open("/dev/full", "wb") as full:
+                done = run(*arguments, stdout=full)
+                self.assertEqual((done.returncode, done.stderr), (2, self.FULL))
+
+    def test_a_closed_standard_output(self):
+        done = subprocess.run([PROGRAM, "parse", "gpus", H100], stderr=subprocess.PIPE,
+                              preexec_fn=lambda: os.close(1))
+        self.assertEqual((done.returncode, done.stderr),
+                         (2, b"tavrine: cannot write to standard output: Bad file descriptor\n"))
+
+    def run_into_a_pipe_nobody_reads(self, **options):
+        ours, theirs = os.pipe()
+        os.close(ours)
+        try:
+            return run("parse", "gpus", H100, stdout=theirs, **options)
+        finally:
+            os.close(theirs)
+
+    def test_a_reader_that_went_away_ends_it_silently(self):
+        done = self.run_into_a_pipe_nobody_reads()
+        self.assertEqual((done.returncode, done.stderr), (-signal.SIGPIPE, b""))
+
+    def test_a_reader_that_went_away_where_the_signal_is_ignored(self):
+        done = self.run_into_a_pipe_nobody_reads(restore_signals=False)
+        self.assertEqual((done.returncode, done.stderr),
+                         (2, b"tavrine: cannot write to standard output: Broken pipe\n"))
+
+    def test_a_reader_that_goes_away_in_the_middle(self):
+        big = self.file("big.csv", ROW * 100000)
+        process = subprocess.Popen([PROGRAM, "parse", "gpus", big], stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE)
+        process.stdout.read(1000)
+        process.stdout.close()
+        self.assertEqual(process.stderr.read(), b"")
+        process.stderr.close()
+        self.assertEqual(process.wait(60), -signal.SIGPIPE)
+
+    def test_a_non_blocking_pipe_that_is_read_slowly(self):
+        big = self.file("big.csv", ROW * 10000)
+        ours, theirs = os.pipe()
+        os.set_blocking(theirs, False)
+        process = subprocess.Popen([PROGRAM, "parse", "gpus", big], stdout=theirs)
+        os.close(theirs)
+        select.select([], [], [], 0.2)
+        with open(ours, "rb") as pipe:
+            self.assertEqual(len(json.loads(pipe.read())), 10000)
+        self.assertEqual(process.wait(60), 0)
+
+    def test_a_closed_standard_error_is_no_failure(self):
+        done = subprocess.run([PROGRAM, "parse", "gpus", "--findings", H100],
+                              stdout=subprocess.PIPE, preexec_fn=lambda: os.close(2))
+        self.assertEqual(done.returncode, 1)
+        self.assertEqual(len(json.loads(done.stdout)), 1)
+
+
+class WrongUsage(ProgramTest):
+    def test_unknown_words(self):
+        self.expect_usage(["prase"], "unknown verb: prase (known: parse, query)", "tavrine")
+        self.expect_usage(["parse", "cpus"], "unknown kind: cpus (known: gpus)", "tavrine parse")
+        self.expect_usage(["query", "cpus"], "unknown kind: cpus (known: gpus)", "tavrine query")
+        self.expect_usage(["parse", ""], "unknown kind:  (known: gpus)", "tavrine parse")
+
+    def test_unknown_options(self):
+        self.expect_usage(["--tabel"], "unknown option: --tabel", "tavrine")
+        self.expect_usage(["-x", "parse", "gpus"], "unknown option: -x", "tavrine parse gpus")
+        self.expect_usage(["parse", "--table", "gpus"], "unknown option: --table",
+                          "tavrine parse gpus")
+        self.expect_usage(["parse", "gpus", "--tabel"], "unknown option: --tabel",
+                          "tavrine parse gpus")
+        self.expect_usage(["query", "gpus", "--table"], "unknown option: --table",
+                          "tavrine query gpus")
+
+    def test_too_many_arguments(self):
+        self.expect_usage(["parse", "gpus", H100, "b.csv"], "one argument too many: b.csv",
+                          "tavrine parse gpus")
+        self.expect_usage(["parse", "gpus", "--", H100, "--b"], "unknown option: --b",
+                          "tavrine parse gpus")
+        self.expect_usage(["query", "gpus", "b.csv"], "one argument too many: b.csv",
+                          "tavrine query gpus")
+
+    def test_options_that_contradict_each_other(self):
+        for first, second in (("--table", "--json"), ("--table", "--pretty"),
+                              ("--table", "--compact"), ("--pretty", "--compact")):
+            with self.subTest(first + " " + second):
+                self.expect_usage(["parse", "gpus", second, first, H100],
+                                  f"{first} excludes {second}", "tavrine parse gpus")
+        self.expect_usage(["parse", "gpus", "--table", "--findings=json", H100],
+                          "--findings=json excludes --table", "tavrine parse gpus")
+
+    def test_values_that_do_not_exist(self):
+        self.expect_usage(["parse", "gpus", "--findings=xml"],
+                          "--findings: xml not in {text,json}", "tavrine parse gpus")
+        self.expect_usage(["parse", "gpus", "--color=red"],
+                          "--color: must be auto, always or never, not red", "tavrine parse gpus")
+        self.expect_usage(["parse", "gpus", "--color"], "--color: 1 required WHEN missing",
+                          "tavrine parse gpus")
+
+    def test_hostile_arguments_reach_no_terminal(self):
+        self.expect_usage(["\x1b[2J\u202e"],
+                          "unknown verb: \\x1b[2J<U+202E> (known: parse, query)", "tavrine")
+
+    def test_stopping_too_early_shows_the_help_as_a_complaint(self):
+        for arguments in ([], ["parse"], ["query"]):
+            with self.subTest(arguments):
+                help_text = run(*arguments, "--help").stdout
+                self.assertNotEqual(help_text, b"")
+                self.expect(run(*arguments), 2, b"", help_text)
+
+
+class Help(ProgramTest):
+    COMMANDS = (["--help"], ["-h"], ["parse", "--help"], ["parse", "gpus", "--help"],
+                ["query", "--help"], ["query", "gpus", "--help"])
+
+    def test_has_an_example_for_every_command(self):
+        for arguments in self.COMMANDS:
+            with self.subTest(arguments):
+                done = run(*arguments)
+                self.assertEqual((done.returncode, done.stderr), (0, b""))
+                self.assertRegex(done.stdout, rb"Examples?:\n  .*tavrine ")
+                self.assertLessEqual(max(map(len, done.stdout.splitlines())), 80)
+
+    def test_its_examples_work(self):
+        shutil.copy(H100, self.folder / "gpus.csv")
+        fake = self.folder / "nvidia-smi"
+        fake.write_text("#!/bin/sh\ncat gpus.csv\n")
+        fake.chmod(0o755)
+        shutil.copy(fake, self.folder / "ssh")
+        path = f"{self.folder}:{pathlib.Path(PROGRAM).parent}:{os.environ['PATH']}"
+        count = 0
+        for arguments in self.COMMANDS:
+            examples = run(*arguments).stdout.decode().partition("Example")[2]
+            for example in re.findall(r"^  (.*tavrine .*)", examples, re.MULTILINE):
+                with self.subTest(example):
+                    example = example.replace("> gpus.csv", "> other.csv")
+                    done = subprocess.run(["sh", "-c", example], cwd=self.folder, timeout=60,
+                                          capture_output=True, env=environment(PATH=path))
+                    self.assertEqual(done.returncode, 1 if "--findings" in example else 0,
+                                     done.stderr)
+                    count += 1
+        self.assertGreaterEqual(count, 9)
+
+    def test_names_every_option_and_choice(self):
+        text = run("parse", "gpus", "--help").stdout.decode()
+        for option in ("FILE", "--table", "--json", "--pretty", "--compact",
+                       "--findings[=text|json]", "--color=auto|always|never", "-h,--help"):
+            self.assertIn(option, text)
+        for word in ("parse", "query", "--version", "Exit status"):
+            self.assertIn(word, run("--help").stdout.decode())
+
+    def test_version(self):
+        done = run("--version")
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertRegex(done.stdout, rb"\Atavrine \d+\.\d+\.\d+\n\Z")
+
+
+class Query(ProgramTest):
+    def test_prints_the_exact_command(self):
+        self.expect(run("query", "gpus"), 0, QUERY)
+
+    def test_needs_no_quoting(self):
+        self.assertNotRegex(QUERY, rb"[^\w.,=\- \n]")
+
+
+class Findings(ProgramTest):
+    TEXT = b'line 1, column 11, utilizationPercent: "[N/A]" read as 0: not available\n'
+    LOSSY = ROW.replace(b"1 %", b"[N/A]")
+    LOSSY_JSON = ROW_JSON.replace(b'Percent":1', b'Percent":0')
+
+    def test_are_silent_unless_asked_for(self):
+        self.expect(run("parse", "gpus", stdin=self.LOSSY), 0, b"[" + self.LOSSY_JSON + b"]\n")
+
+    def test_as_text(self):
+        for option in ("--findings", "--findings=text"):
+            with self.subTest(option):
+                self.expect(run("parse", "gpus", option, stdin=self.LOSSY), 1,
+                            b"[" + self.LOSSY_JSON + b"]\n",
+                            self.TEXT + b"1 loss (read as 0: 1)\n")
+
+    def test_beside_a_table(self):
+        done = run("parse", "gpus", "--findings", "--table", stdin=self.LOSSY)
+        self.assertEqual((done.returncode, done.stderr),
+                         (1, self.TEXT + b"1 loss (read as 0: 1)\n"))
+        self.assertRegex(done.stdout, rb"\n  0  GPU A +0%  ")
+
+    def test_as_one_document(self):
+        self.expect(run("parse", "gpus", "--findings=json", stdin=self.LOSSY), 1,
+                    b'{"findings":[{"column":11,"found":"[N/A]","line":1,'
+                    b'"outcome":"read_as_zero","path":"utilizationPercent",'
+                    b'"reason":"not available"}],"records":[' + self.LOSSY_JSON + b"]}\n")
+
+    def test_as_one_indented_document(self):
+        compact = run("parse", "gpus", "--findings=json", stdin=self.LOSSY)
+        pretty = run("parse", "gpus", "--findings=json", "--pretty", stdin=self.LOSSY)
+        self.assertTrue(pretty.stdout.startswith(b'{\n  "findings": [\n    {\n'))
+        self.assertEqual(json.loads(pretty.stdout), json.loads(compact.stdout))
+
+    def test_none(self):
+        self.expect(run("parse", "gpus", "--findings", stdin=ROW), 0, b"[" + ROW_JSON + b"]\n",
+                    b"nothing was lost\n")
+        self.expect(run("parse", "gpus", "--findings=json", stdin=ROW), 0,
+                    b'{"findings":[],"records":[' + ROW_JSON + b"]}\n")
+
+    def test_a_header_is_none(self):
+        header = b"index, name, a, b, c, d, e, f\n"
+        self.expect(run("parse", "gpus", "--findings", stdin=header + ROW), 0,
+                    b"[" + ROW_JSON + b"]\n", b"nothing was lost\n")
+        self.expect(run("parse", "gpus", "--findings=json", stdin=header + ROW), 0,
+                    b'{"findings":[],"records":[' + ROW_JSON + b"]}\n")
+
+    def test_more_than_anyone_reads_are_counted(self):
+        garbage = b"garbage\n" * 12345
+        done = run("parse", "gpus", "--findings", stdin=garbage)
+        lines = done.stderr.splitlines()
+        self.assertEqual(done.returncode, 1)
+        self.assertEqual(lines[0], b'line 1: "garbage" line dropped: fewer than 8 columns')
+        self.assertEqual(lines[-1], b"12345 losses (line dropped: 12345), 10000 of them told above")
+        self.assertEqual(len(lines), 10001)
+        report = json.loads(run("parse", "gpus", "--findings=json", stdin=garbage).stdout)
+        self.assertEqual((len(report["findings"]), report["findingsNotListed"]), (10000, 2345))
+
+    def test_show_hostile_texts_visibly(self):
+        done = run("parse", "gpus", "--findings", stdin=b"\x1b[2J\xe2\x80\xae\xff\n")
+        self.expect(done, 1, b"[]\n",
+                    b'line 1: "\\x1b[2J<U+202E>\xef\xbf\xbd" line dropped: fewer than 8 columns\n'
+                    b"1 loss (line dropped: 1)\n")
+
+
+class NumbersThatJSONCannotHold(ProgramTest):
+    BAD = (b"index, name, a, b, c, d, e, f\n"
+           b"7, GPU B, 1 %, 2 MiB, 4 MiB, 30, nan, 6.00 W\n"
+           b"\n" + ROW + b"8, GPU C, 1 %, 2 MiB, 4 MiB, 30, 5.00 W, 6.00 W, -inf %\n")
+    TOLD = (b"line 2, powerDrawW: line dropped: " + NOT_FINITE + b"\n"
+            b"line 5, fanSpeedPercent: line dropped: " + NOT_FINITE + b"\n"
+            b"2 losses (line dropped: 2)\n")
+
+    def test_cost_their_record_and_are_always_told(self):
+        self.expect(run("parse", "gpus", stdin=self.BAD), 1, b"[" + ROW_JSON + b"]\n",
+                    b"tavrine: left out of the JSON:\n" + self.TOLD)
+
+    def test_are_findings(self):
+        self.expect(run("parse", "gpus", "--findings", stdin=self.BAD), 1,
+                    b"[" + ROW_JSON + b"]\n", self.TOLD)
+
+    def test_are_findings_of_the_document(self):
+        done = run("parse", "gpus", "--findings=json", stdin=self.BAD)
+        self.assertEqual((done.returncode, done.stderr),
+                         (1, b"tavrine: left out of the JSON:\n" + self.TOLD))
+        report = json.loads(done.stdout)
+        self.assertEqual([r["name"] for r in report["records"]], ["GPU A"])
+        self.assertEqual([(f["line"], f["path"]) for f in report["findings"]],
+                         [(2, "powerDrawW"), (5, "fanSpeedPercent")])
+
+    def test_come_behind_what_the_parser_lost(self):
+        done = run("parse", "gpus", "--findings",
+                   stdin=ROW.replace(b"5.00 W", b"inf") + ROW.replace(b"1 %", b"[N/A]"))
+        self.assertEqual(done.stderr,
+                         b'line 2, column 11, utilizationPercent: "[N/A]" read as 0: not available\n'
+                         b"line 1, powerDrawW: line dropped: " + NOT_FINITE + b"\n"
+                         b"2 losses (line dropped: 1, read as 0: 1)\n")
+
+    def test_many_are_counted(self):
+        done = run("parse", "gpus", stdin=ROW.replace(b"5.00 W", b"nan") * 1000 + ROW)
+        self.assertEqual(done.stdout, b"[" + ROW_JSON + b"]\n")
+        self.assertEqual(len(done.stderr.splitlines()), 12)
+        self.assertTrue(done.stderr.endswith(
+            b"1000 losses (line dropped: 1000), 10 of them told above\n"))
+
+    def test_stand_in_a_table(self):
+        done = run("parse", "gpus", "--table", "--findings", stdin=self.BAD)
+        self.assertEqual((done.returncode, done.stderr), (0, b"nothing was lost\n"))
+        self.assertRegex(done.stdout, rb"\n  7  GPU B .* nan W  ")
+        self.assertRegex(done.stdout, rb"\n  8  GPU C .* -inf%  ")
+
+
+class FatalIntegers(ProgramTest):
+    def test_stop_the_process_and_name_column_and_text(self):
+        for column, name in ((11, "eccErrorsTotal"), (12, "pcieLinkGen"), (13, "pcieLinkWidth")):
+            for text in ("nan", "inf", "-inf", "1e30", "9223372036854775808"):
+                with self.subTest(f"{name} {text}"):
+                    cells = ROW.decode().strip().split(", ") + [""] * 7
+                    cells[column] = text
+                    done = run("parse", "gpus", stdin=", ".join(cells).encode(),
+                               preexec_fn=no_core_dump)
+                    self.assertEqual(done.returncode, -signal.SIGABRT)
+                    self.assertEqual(done.stdout, b"")
+                    self.assertEqual(
+                        done.stderr.decode(),
+                        f'GPU query, column {column} ({name}): "{text}" is no 64-bit integer\n')
+
+
+class InputThatIsNoQueryOutput(ProgramTest):
+    HINT = ("tavrine: no GPUs in {}; 'tavrine query gpus' prints the command whose output is "
+            "expected\n")
+
+    def test_nothing_at_all_is_no_reason_for_words(self):
+        for blank in (b"", b"\n", b" \r\n\t\n"):
+            with self.subTest(blank):
+                self.expect(run("parse", "gpus", stdin=blank), 0, b"[]\n")
+
+    def test_an_empty_table_is_its_heading(self):
+        self.expect(run("parse", "gpus", "--table", stdin=b""), 0,
+                    "  ".join(HEADING).encode() + b"\n")
+
+    def test_something_else_gets_a_hint(self):
+        self.expect(run("parse", "gpus", stdin=b"No devices were found\n"), 0, b"[]\n",
+                    self.HINT.format("standard input").encode())
+        path = self.file("x\x1b.txt", b"No devices were found\n")
+        self.expect(run("parse", "gpus", path), 0, b"[]\n",
+                    self.HINT.format(str(path).replace("\x1b", "\\x1b")).encode())
+
+    def test_findings_say_it_better(self):
+        self.expect(run("parse", "gpus", "--findings", stdin=b"No devices were found\n"), 1,
+                    b"[]\n",
+                    b'line 1: "No devices were found" line dropped: fewer than 8 columns\n'
+                    b"1 loss (line dropped: 1)\n")
+        done = run("parse", "gpus", "--findings=json", stdin=b"No devices were found\n")
+        self.assertEqual((done.returncode, done.stderr), (1, b""))
+
+    def test_binary_garbage(self):
+        garbage = bytes(range(256)) * 4096
+        done = run("parse", "gpus", "--findings", stdin=garbage)
+        self.assertEqual(done.stdout, b"[]\n")
+        self.assertEqual(done.returncode, 1)
+        self.assertNotRegex(done.stderr, rb"[^\n\x20-\x7e\x80-\xff]")
+        done.stderr.decode("utf-8")
+
+    def test_garbage_in_a_row(self):
+        done = run("parse", "gpus", stdin=ROW.replace(b"GPU A", b"\x00\xff\xe2\x82\xed\xa0\x80"))
+        self.assertEqual(json.loads(done.stdout)[0]["name"], "\0" + "\ufffd" * 5)
+
+    def test_zeros(self):
+        self.expect(run("parse", "gpus", stdin=bytes(1 << 20)), 0, b"[]\n",
+                    self.HINT.format("standard input").encode())
+
+
+class MuchInput(ProgramTest):
+    SIZE = 50_000_000
+
+    def test_many_rows(self):
+        count = self.SIZE // len(ROW)
+        path = self.file("big.csv", ROW * count)
+        done = run("parse", "gpus", path)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertEqual(len(done.stdout), count * (len(ROW_JSON) + 1) + 2)
+        self.assertEqual(done.stdout.count(ROW_JSON), count)
+
+    def test_many_rows_in_a_table(self):
+        count = self.SIZE // 10 // len(ROW)
+        done = run("parse", "gpus", "--table", stdin=ROW * count)
+        self.assertEqual((done.returncode, done.stdout.count(b"\n")), (0, count + 1))
+
+    def test_one_endless_name_does_not_widen_every_row(self):
+        name = b"n" * (self.SIZE // 10)
+        done = run("parse", "gpus", "--table", stdin=ROW.replace(b"GPU A", name) + ROW * 50000)
+        self.assertEqual(done.returncode, 0)
+        self.assertLess(len(done.stdout), 50002 * 250)
+        self.assertIn(b"  0  " + b"n" * 59 + b"\xe2\x80\xa6  ", done.stdout)
+
+    def test_one_endless_line(self):
+        done = run("parse", "gpus", "--findings", stdin=b"0," * (self.SIZE // 2))
+        self.assertEqual(done.returncode, 1)
+        self.assertEqual(len(json.loads(done.stdout)), 1)
+
+    def test_only_line_feeds(self):
+        self.expect(run("parse", "gpus", "--findings", stdin=b"\n" * self.SIZE), 0, b"[]\n",
+                    b"nothing was lost\n")
+
+
+    def test_more_than_the_memory_holds(self):
+        def little_memory():
+            resource.setrlimit(resource.RLIMIT_AS, (100_000_000, 100_000_000))
+
+        if run("--version", preexec_fn=little_memory).returncode != 0:
+            self.skipTest("a program built with a sanitizer wants all addresses")
+        self.expect(run("parse", "gpus", stdin=b"\n" * self.SIZE * 2, preexec_fn=little_memory), 2,
+                    b"", b"tavrine: out of memory\n")
+
+
+class HostileNames(ProgramTest):
+    NAMES = {
+        "an escape sequence": ("\x1b[31mred\x1b[0m", r"\x1b[31mred\x1b[0m"),
+        "a window title": ("\x1b]0;owned\x07", r"\x1b]0;owned\x07"),
+        "an 8-bit control": ("\u009b2Jx", "<U+009B>2Jx"),
+        "a bidi override": ("\u202efdp.exe", "<U+202E>fdp.exe"),
+        "a tab": ("a\tb", r"a\x09b"),
+        "a NUL": ("a\0b", r"a\x00b"),
+    }
+
+    def table_row(self, name):
+        done = run("parse", "gpus", "--table", stdin=ROW.replace(b"GPU A", name.encode()) + ROW)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        lines = done.stdout.decode().splitlines()
+        self.assertEqual(len(lines), 3)
+        return lines
+
+    def test_are_shown_in_a_table(self):
+        for what, (name, shown) in self.NAMES.items():
+            with self.subTest(what):
+                heading, row, other = self.table_row(name)
+                self.assertTrue(row.startswith(f"  0  {shown}  "))
+                self.assertEqual(row.index(" 1%  "), other.index(" 1%  "))
+                self.assertEqual(heading.index("Util"), other.index(" 1%  ") - 1)
+
+    def test_leave_wide_characters_aligned(self):
+        heading, row, other = self.table_row("\u663e\u5361\u4e00\u53f7")  # eight columns wide
+        self.assertEqual(heading.index("Util"), 15)
+        self.assertEqual(other.index(" 1%  "), 16)
+        self.assertEqual(row.index(" 1%  "), 16 - 4)
+
+    def test_leave_combining_marks_aligned(self):
+        _, row, other = self.table_row("e\u0301e\u0301e\u0301abcd")  # seven columns wide
+        self.assertEqual(other.index(" 1%  "), 15)
+        self.assertEqual(row.index(" 1%  "), 15 + 3)
+
+    def test_are_kept_in_json(self):
+        for what, (name, _) in self.NAMES.items():
+            with self.subTest(what):
+                done = run("parse", "gpus", stdin=ROW.replace(b"GPU A", name.encode()))
+                self.assertEqual(json.loads(done.stdout)[0]["name"], name)
+
+    def test_are_escaped_in_json_on_a_terminal(self):
+        for what, (name, _) in self.NAMES.items():
+            with self.subTest(what):
+                done = run_on_terminal("parse", "gpus", stdin=ROW.replace(b"GPU A", name.encode()))
+                self.assertNotRegex(done.stdout.decode(), "[^\n -~]")
+                self.assertEqual(json.loads(done.stdout)[0]["name"], name)
+
+    def test_in_the_state_are_shown_too(self):
+        done = run("parse", "gpus", "--table",
+                   stdin=ROW.strip() + ",,,,,,,\x1b[2J P0".encode())
+        self.assertTrue(done.stdout.endswith(b"  \\x1b[2J P0\n"))
+
+
+class Terminal(ProgramTest):
+    def test_json_is_indented(self):
+        done = run_on_terminal("parse", "gpus", stdin=ROW)
+        self.expect(done, 0, run("parse", "gpus", "--pretty", stdin=ROW).stdout)
+        self.assertTrue(done.stdout.startswith(b'[\n  {\n    "index": 0,\n'))
+
+    def test_compact_can_be_asked_for(self):
+        self.expect(run_on_terminal("parse", "gpus", "--compact", stdin=ROW), 0,
+                    b"[" + ROW_JSON + b"]\n")
+
+    def test_json_is_compact_elsewhere(self):
+        self.expect(run("parse", "gpus", stdin=ROW), 0, b"[" + ROW_JSON + b"]\n")
+        self.expect(run("parse", "gpus", "--json", stdin=ROW), 0, b"[" + ROW_JSON + b"]\n")
+
+    def test_words_appear_when_it_waits_for_somebody_to_type(self):
+        done = run_on_terminal("parse", "gpus", typed=ROW + b"\x04")
+        self.assertEqual(done.returncode, 0)
+        self.assertEqual(done.stderr,
+                         b"tavrine: reading the GPU query's output from the terminal, up to Ctrl-D;"
+                         b" 'tavrine query gpus' prints the command that yields it\n")
+        self.assertIn(b'"name": "GPU A"', done.stdout)
+
+    def test_no_words_when_the_terminal_was_asked_for(self):
+        done = run_on_terminal("parse", "gpus", "-", typed=ROW + b"\x04")
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+
+
+class Color(ProgramTest):
+    def is_bold_on_terminal(self, *options, **env):
+        done = run_on_terminal("parse", "gpus", "--table", *options, stdin=ROW, **env)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertEqual(done.stdout.count(b"\x1b[0m\n"), done.stdout.count(BOLD))
+        self.assertNotIn(b"\x1b", done.stdout.splitlines()[1])
+        return done.stdout.startswith(BOLD + b"GPU")
+
+    def test_on_a_terminal(self):
+        self.assertTrue(self.is_bold_on_terminal())
+        self.assertTrue(self.is_bold_on_terminal("--color", "auto"))
+        self.assertFalse(self.is_bold_on_terminal("--color=never"))
+
+    def test_no_color(self):
+        self.assertFalse(self.is_bold_on_terminal(NO_COLOR="1"))
+        self.assertTrue(self.is_bold_on_terminal(NO_COLOR=""))
+        self.assertTrue(self.is_bold_on_terminal("--color=always", NO_COLOR="1"))
+
+    def test_dumb_terminal(self):
+        self.assertFalse(self.is_bold_on_terminal(TERM="dumb"))
+        self.assertTrue(self.is_bold_on_terminal("--color=always", TERM="dumb"))
+
+    def test_elsewhere(self):
+        for options, bold in (([], False), (["--color=auto"], False), (["--color=never"], False),
+                              (["--color=always"], True)):
+            with self.subTest(options):
+                done = run("parse", "gpus", "--table", *options, stdin=ROW)
+                self.assertEqual(BOLD in done.stdout, bold)
+
+    def test_never_in_json(self):
+        self.expect(run("parse", "gpus", "--color=always", stdin=ROW), 0,
+                    b"[" + ROW_JSON + b"]\n")
+
+
+@unittest.skipUnless(os.environ.get("TAVRINE_CORPUS"), "TAVRINE_CORPUS names no folder of captures")
+class OtherOutputs(ProgramTest):
+    """Outputs of other commands and other columns: what is no valid row gives no record."""
+
+    # A row is valid when it has at least eight columns and an integer in the first. Whether its
+    # columns are the ones that were meant is beyond what anyone can tell from the row.
+    ACCEPTED = {
+        # index, two utilisations, four memory figures, fan, temperature; no header, no units: eight
+        # columns behind an integer, and so a row, though of another query.
+        "rows_not_supported_old.csv": ["0", "1"],
+    }
+
+    def test_only_valid_rows_are_accepted(self):
+        folder = pathlib.Path(os.environ["TAVRINE_CORPUS"]) / "nvidia_smi_other"
+        sources = sorted(folder.iterdir())
+        self.assertGreater(len(sources), 0)
+        for source in sources:
+            with self.subTest(source.name):
+                done = run("parse", "gpus", "--findings=json", source)
+                self.assertIn(done.returncode, (0, 1))
+                self.assertEqual(done.stderr, b"")
+                report = json.loads(done.stdout)
+                self.assertEqual([str(record["index"]) for record in report["records"]],
+                                 self.ACCEPTED.get(source.name, []))
+                self.assertEqual(self.valid_rows(source), len(report["records"]))
+                self.expect_every_line_accounted_for(source, report)
+
+    @staticmethod
+    def lines(source):
+        text = source.read_bytes().decode("utf-8", errors="replace")
+        return [line for line in re.split("\r\n|[\n\v\f\r\x85\u2028\u2029]", text) if line]
+
+    def valid_rows(self, source):
+        rows = [line.split(",") for line in self.lines(source)]
+        return sum(len(row) >= 8 and re.fullmatch(r"[+-]?[0-9]+", row[0].strip()) is not None
+                   for row in rows)
+
+    def expect_every_line_accounted_for(self, source, report):
+        headers = sum(line.split(",")[0].strip() == "index" and line.count(",") >= 7
+                      for line in self.lines(source))
+        dropped = sum(f["outcome"] == "line_dropped" for f in report["findings"])
+        self.assertEqual(len(report["records"]) + dropped + headers, len(self.lines(source)))
+
+    def test_captures_are_the_golden_inputs(self):
+        folder = pathlib.Path(os.environ["TAVRINE_CORPUS"]) / "nvidia_smi_csv"
+        golden = {path.read_bytes() for path in CAPTURES.glob("*.csv")}
+        self.assertEqual({path.read_bytes() for path in folder.iterdir()}, golden)
+
+
+if __name__ == "__main__":
+    PROGRAM = str(pathlib.Path(sys.argv.pop(1)).resolve())
+    unittest.main()

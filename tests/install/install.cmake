@@ -1,0 +1,8 @@
+# Installs the build to a fresh prefix, and proves that the program works from there.
+include(${CMAKE_CURRENT_LIST_DIR}/common.cmake)
+
+file(REMOVE_RECURSE ${prefix})
+run(${CMAKE_COMMAND} --install ${build_dir} --prefix ${prefix})
+if(EXISTS ${prefix}/bin/tavrine)
+  run(${prefix}/bin/tavrine --version)
+endif()

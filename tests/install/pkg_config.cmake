@@ -1,0 +1,27 @@
+# Compiles the example consumer in one command, with the flags that pkg-config gives.
+include(${CMAKE_CURRENT_LIST_DIR}/common.cmake)
+
+file(GLOB_RECURSE pc_file ${prefix}/*/TavrineShared.pc)
+cmake_path(GET pc_file PARENT_PATH pc_dir)
+# Not PKG_CONFIG_LIBDIR: ICU's own file is still wanted.
+set(ENV{PKG_CONFIG_PATH} ${pc_dir})
+
+set(package_flags --cflags --libs TavrineShared)
+if(library_type STREQUAL "STATIC_LIBRARY")
+  list(PREPEND package_flags --static)
+endif()
+execute_process(
+  COMMAND ${pkg_config} ${package_flags}
+  OUTPUT_VARIABLE package_flags
+  OUTPUT_STRIP_TRAILING_WHITESPACE
+  COMMAND_ECHO STDOUT
+  COMMAND_ERROR_IS_FATAL ANY
+)
+separate_arguments(package_flags UNIX_COMMAND "${package_flags}")
+separate_arguments(flags UNIX_COMMAND "${flags}")
+run(
+  ${compiler} -std=c++20 ${flags} ${consumer_dir}/main.cpp ${package_flags}
+  -o ${work_dir}/pkg_config_consumer
+)
+set(ENV{LD_LIBRARY_PATH} ${pc_dir}/..)
+run_consumer(${work_dir}/pkg_config_consumer)

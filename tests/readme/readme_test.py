@@ -1,0 +1,48 @@
+#!/usr/bin/env python3
+"""Holds README.md to what it shows: the example is the one that is built and run, the table is what
+the program prints, and every folder and file it names exists.
+
+    readme_test.py PROGRAM
+"""
+
+import pathlib
+import re
+import subprocess
+import sys
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+README = (ROOT / "README.md").read_text(encoding="utf-8")
+
+
+class Readme(unittest.TestCase):
+    def test_example_is_the_consumer_that_the_install_tests_build(self):
+        [block] = re.findall(r"```cpp\n(.*?)```", README, re.DOTALL)
+        self.assertEqual(block, (ROOT / "examples/consumer/main.cpp").read_text(encoding="utf-8"))
+
+    def test_table_is_what_the_program_prints(self):
+        [shown] = re.findall(r"^    \$ .*parse gpus --table\n((?:    .*\n)+)", README, re.MULTILINE)
+        capture = ROOT / "tests/golden/nvidia_smi/l40s_load.csv"
+        printed = subprocess.run(
+            [PROGRAM, "parse", "gpus", "--table", capture], capture_output=True, check=True, text=True
+        ).stdout
+        self.assertEqual(re.sub("^    ", "", shown, flags=re.MULTILINE), printed)
+
+    def test_named_places_exist(self):
+        named = re.findall(r"`((?:TavrineShared|companion|tests|benchmarks|fuzz|examples|cmake|tools)[/\w.]*)`", README)
+        named += re.findall(r"\]\(([\w./]+)\)", README)
+        self.assertGreater(len(named), 8)
+        for place in named:
+            self.assertTrue((ROOT / place).exists(), place)
+
+    def test_commands_are_those_of_the_makefile(self):
+        makefile = (ROOT / "Makefile").read_text(encoding="utf-8")
+        commands = set(re.findall(r"\bmake (\w+)\b", README))
+        self.assertLessEqual({"run", "test", "bench"}, commands)
+        for command in commands:
+            self.assertRegex(makefile, rf"(?m)^{command}\b[^:]*:")
+
+
+if __name__ == "__main__":
+    PROGRAM = sys.argv.pop(1)
+    unittest.main()
