@@ -31,7 +31,7 @@ test-dev test-asan test-clang test-coverage: test-%: ## (test-asan, ...) the sam
 	@tools/bootstrap build test $(TOOLS)
 	@cmake --preset $*
 	@cmake --build --preset $*
-	@ctest --preset $*
+	@ctest --preset $* --no-label-summary
 
 .PHONY: bench
 bench: ## measures us beside what else could be used

@@ -47,7 +47,8 @@ struct Decoded {
 };
 
 bool areSame(const DecodingError& a, const DecodingError& b) {
-  return a.kind() == b.kind() && a.path() == b.path() && a.reason() == b.reason();
+  return a.kind() == b.kind() && a.path() == b.path() && a.reason() == b.reason() &&
+         a.found() == b.found();
 }
 
 /// Findings enough for any document: none is merely counted.
@@ -176,6 +177,8 @@ void requireErrorMakesSense(std::string_view document, const DecodingError& erro
   require(what.starts_with(error.path()), "an error tells its path");
   require(isWellFormedUTF8(what) && what.find('\n') == std::string_view::npos,
           "an error is told in one line");
+  require(isWellFormedUTF8(error.found()) && naive::decodedUTF8(error.found()).size() <= 80,
+          "what is shown is short");
   if (!isJSON) return;
 
   const auto elements = elementsOf(document);
@@ -189,7 +192,8 @@ void requireErrorMakesSense(std::string_view document, const DecodingError& erro
     const std::string& inner = server.error.path();
     const DecodingError want(server.error.kind(),
                              indexed(i) + (inner.empty() ? "" : "." + inner),
-                             server.error.reason());
+                             server.error.reason(),
+                             server.error.found());
     require(areSame(error, want), "a list of servers fails with its first bad one");
     return;
   }

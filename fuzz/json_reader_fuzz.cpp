@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view document(reinterpret_cast<const char*>(data), size);
   const tavrine::fuzz::JSONComparison comparison = agreement.compare(document);
   if (!comparison.disagreement.empty()) {
-    std::fprintf(stderr, "not so: %s\n", comparison.disagreement.c_str());
+    std::fprintf(stderr, "does not hold: %s\n", comparison.disagreement.c_str());
     std::abort();
   }
   return 0;

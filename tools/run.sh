@@ -14,7 +14,11 @@ table() { "$tavrine" parse gpus --table --findings "$@" || [ $? -eq 1 ]; }
 if nvidia-smi -L >/dev/null 2>&1; then
   query=$("$tavrine" query gpus)
   printf 'The GPUs of this machine, as told by: %s\n\n' "$query"
-  output=$(sh -c "$query")
+  # A tool too old for one of the columns says so on its standard output, and fails.
+  if ! output=$(sh -c "$query"); then
+    printf 'That command failed:\n%s\n' "$output" >&2
+    exit 1
+  fi
   printf '%s\n' "$output" | table
 else
   echo "No GPU answers on this machine: nvidia-smi is missing or fails."

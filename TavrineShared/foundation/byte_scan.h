@@ -90,52 +90,56 @@ inline const char* findLineBreak(const char* p, const char* end) {
   return findLineBreakScalar(p, end);
 }
 
+namespace detail {
+
+/// The pieces that a split has made so far.
+struct Split {
+  const char* start;  ///< where the next piece begins
+  std::span<std::string_view> pieces;
+  std::size_t count = 0;
+
+  /// Ends a piece at the separator at `stop`; true when there is no room for another.
+  bool endPiece(const char* stop) {
+    pieces[count++] = std::string_view(start, stop);
+    start = stop + 1;
+    return count == pieces.size();
+  }
+
+  /// Goes on from `p`, which may lie inside a piece, to the end of the text.
+  std::size_t finish(const char* p, const char* end, char separator) {
+    for (; p != end; ++p) {
+      if (*p == separator && endPiece(p)) return count;
+    }
+    pieces[count++] = std::string_view(start, end);
+    return count;
+  }
+};
+
+}  // namespace detail
+
 /// Splits `text` at every `separator`, empty pieces included, into at most `pieces.size()` pieces;
 /// what lies behind the last one that fits is not looked at. Returns how many there are, at least
 /// one. Needs room for one piece.
 inline std::size_t splitScalar(std::string_view text, char separator,
                                std::span<std::string_view> pieces) {
-  const char* start = text.data();
-  const char* const end = start + text.size();
-  std::size_t count = 0;
-  for (const char* p = start; p != end; ++p) {
-    if (*p != separator) continue;
-    pieces[count++] = std::string_view(start, p);
-    if (count == pieces.size()) return count;
-    start = p + 1;
-  }
-  pieces[count++] = std::string_view(start, end);
-  return count;
+  detail::Split made{text.data(), pieces};
+  return made.finish(text.data(), text.data() + text.size(), separator);
 }
 
 inline std::size_t split(std::string_view text, char separator,
                          std::span<std::string_view> pieces) {
+  detail::Split made{text.data(), pieces};
+  const char* p = text.data();
+  const char* const end = p + text.size();
 #if defined(__SSE2__)
-  const char* start = text.data();
-  const char* const end = start + text.size();
-  const char* p = start;
-  std::size_t count = 0;
   for (; end - p >= 16; p += 16) {
     unsigned found = topBits(_mm_cmpeq_epi8(load16(p), _mm_set1_epi8(separator)));
     for (; found != 0; found &= found - 1) {
-      const char* const stop = p + std::countr_zero(found);
-      pieces[count++] = std::string_view(start, stop);
-      if (count == pieces.size()) return count;
-      start = stop + 1;
+      if (made.endPiece(p + std::countr_zero(found))) return made.count;
     }
   }
-  // The last piece begun may reach back into the sixteens.
-  for (; p != end; ++p) {
-    if (*p != separator) continue;
-    pieces[count++] = std::string_view(start, p);
-    if (count == pieces.size()) return count;
-    start = p + 1;
-  }
-  pieces[count++] = std::string_view(start, end);
-  return count;
-#else
-  return splitScalar(text, separator, pieces);
 #endif
+  return made.finish(p, end, separator);
 }
 
 }  // namespace tavrine::byte_scan

@@ -68,7 +68,9 @@ class JSONReader {
   JSONResult enterList();
   bool nextElement();
 
-  /// After `ok`, call `nextKey` until it is false, reading exactly one value after each true.
+  /// After `ok`, call `nextKey` until it is false, reading exactly one value after each true. The
+  /// key is a view into the document, the reader's own buffer or the guess: valid until the next
+  /// read.
   JSONResult enterObject();
   bool nextKey(std::string_view& key);
 

@@ -1,5 +1,6 @@
-// The two byte searches that JSON reading and writing spend their time in. Each has a plain twin
-// that machines without SSE2 use and that the tests hold against the fast one.
+// The byte searches and comparisons that JSON reading and writing spend their time in. Private: no
+// public header includes it. What uses SSE2 has a plain twin that other machines use and that the
+// tests hold against the fast one.
 #pragma once
 
 #include <TavrineShared/foundation/byte_scan.h>

@@ -12,11 +12,12 @@ std::string message(const std::string& path, const std::string& reason) {
 
 }  // namespace
 
-DecodingError::DecodingError(Kind kind, std::string path, std::string reason)
+DecodingError::DecodingError(Kind kind, std::string path, std::string reason, std::string found)
     : std::runtime_error(message(path, reason)),
       kind_(kind),
       path_(std::move(path)),
-      reason_(std::move(reason)) {}
+      reason_(std::move(reason)),
+      found_(std::move(found)) {}
 
 EncodingError::EncodingError(std::string path, std::string reason)
     : std::runtime_error(message(path, reason)),

@@ -20,18 +20,21 @@ class DecodingError : public std::runtime_error {
     dataCorrupted,  ///< the right JSON type, but a text or number that stands for no value
   };
 
-  DecodingError(Kind kind, std::string path, std::string reason);
+  DecodingError(Kind kind, std::string path, std::string reason, std::string found = {});
 
   Kind kind() const { return kind_; }
   /// Names of keys and, in brackets, positions in lists from 0, from the document's root on;
   /// empty for the root itself.
   const std::string& path() const { return path_; }
   const std::string& reason() const { return reason_; }
+  /// The JSON that stood there, cut to 80 characters; empty when nothing did.
+  const std::string& found() const { return found_; }
 
  private:
   Kind kind_;
   std::string path_;
   std::string reason_;
+  std::string found_;
 };
 
 /// Why a value could not be written as JSON: a number that is not finite, or a time outside the

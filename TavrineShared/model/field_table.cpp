@@ -51,22 +51,26 @@ JSONResult decodeRecord(const RecordTable& table, JSONReader& reader, void* reco
       continue;
     }
     met |= bit(place);
-    // Of several failing fields the one declared first is told, so those behind it do not matter.
-    if (field.declared > failed) {
+    // Of several failing fields the one declared first is told, so those behind it matter only to
+    // those who want to know of every loss inside them, whatever the order of the keys.
+    const bool isBehindFailure = field.declared > failed;
+    if (isBehindFailure && context.findings == nullptr) {
       reader.skip();
       continue;
     }
+    context.problem = isBehindFailure ? nullptr : outer.problem;
     const JSONResult result = field.decode(reader, record, context);
     if (result == JSONResult::ok) continue;
     if (result == JSONResult::null && field.whenMissing == WhenMissing::takesDefault) {
       field.setDefault(field.member(record));
       continue;
     }
-    // Where nobody will ask for the reason, any failure is as good as the first. (Findings may be
-    // full, but losses inside the fields to come are still counted.)
-    failed = context.problem == nullptr && context.findings == nullptr ? 0 : field.declared;
+    if (isBehindFailure) continue;
+    // Where nobody will ask for the reason, any failure is as good as the first.
+    failed = context.problem == nullptr ? 0 : field.declared;
     context.tell(result, *field.type, {start, reader.position()});
   }
+  context.problem = outer.problem;
   if (reader.failed()) return JSONResult::notJSON;
 
   for (std::size_t place = 0; place < count; ++place) {
@@ -109,24 +113,6 @@ std::size_t hashRecord(const RecordTable& table, const void* record) {
 }
 
 namespace detail {
-
-void tellDefaultUsed(const DecodeContext& context, const ValueType& type, JSONResult result,
-                     std::string_view found) {
-  // A null says that there is no value, so nothing is lost with it.
-  if (context.findings == nullptr || result == JSONResult::null) return;
-  context.findings->add(FindingOutcome::defaultUsed, [&] {
-    DecodingProblem problem;
-    DecodeContext telling = context;
-    telling.problem = &problem;
-    telling.problemBase = nullptr;
-    telling.tell(result, type, found);
-    Finding finding{};
-    finding.path = CodingPath::text(context.path);
-    finding.found = problem.found;
-    finding.reason = problem.reason;
-    return finding;
-  });
-}
 
 JSONResult decodeSeconds(JSONReader& reader, Timestamp& value) {
   double seconds;

@@ -1,15 +1,14 @@
 // How a record declares its JSON form: one line per field, in declaration order.
 //
-//   const RecordTable& RetentionStats::table() {
-//     using R = RetentionStats;
+//   const RecordTable& StoreSummary::table() {
+//     using R = StoreSummary;
 //     static constexpr auto fields = fieldsOf<R>(
-//         field<&R::sizeBytes>(),                              // required
-//         field<&R::oldestDay>(),                              // optional, as its type says
-//         lossyList<&R::events>(),                             // bad elements are dropped
+//         field<&R::sizeBytes>(),                                // required
+//         field<&R::oldestDay>(),                                // optional, as its type says
+//         lossyList<&R::events>(),                               // bad elements are dropped
 //         defaulted<&R::days>([] { return std::int64_t{14}; }),  // 14 when missing or null
-//         field<&R::gpuUtil>("gpu_util"));                     // a key other than the member's
-//         name
-//     static constexpr RecordTable table{"RetentionStats", fields};
+//         field<&R::gpuUtil>("gpu_util"));                       // a key unlike the member's name
+//     static constexpr RecordTable table{"StoreSummary", fields};
 //     return table;
 //   }
 //
@@ -27,6 +26,7 @@
 #include <cstdlib>
 #include <limits>
 #include <span>
+#include <stdexcept>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -173,19 +173,20 @@ struct FlexibleInt64Form : ValueForm<std::int64_t> {
   }
 };
 
-void tellDefaultUsed(const DecodeContext& context, const ValueType& type, JSONResult result,
-                     std::string_view found);
-
 template <class T>
 struct ForgivingForm : ValueForm<T> {
   static JSONResult decode(JSONReader& reader, T& value, const DecodeContext& context) {
     const char* const start = reader.position();
-    DecodeContext inner = context;
-    inner.problem = nullptr;
-    const JSONResult result = ValueForm<T>::decode(reader, value, inner);
+    DecodingProblem problem;
+    const DecodeContext lossy = lossyContext(context, problem);
+    const JSONResult result = ValueForm<T>::decode(reader, value, lossy);
     if (result == JSONResult::ok || result == JSONResult::notJSON) return result;
     value = T{};
-    tellDefaultUsed(context, kValueType<T>, result, {start, reader.position()});
+    // A null says that there is no value, so nothing is lost with it.
+    if (lossy.findings != nullptr && result != JSONResult::null) {
+      lossy.tell(result, kValueType<T>, {start, reader.position()});
+      tellLoss(lossy, FindingOutcome::defaultUsed);
+    }
     return JSONResult::ok;
   }
 };
@@ -242,17 +243,13 @@ constexpr FieldOf<Member> lossyList(std::string_view key = {}) {
 }
 
 /// What a type starts from: 0, false, the empty text, list or map.
-struct Blank {
-  template <class T>
-  static T value() {
-    return T{};
-  }
-};
+struct Blank {};
 
 namespace detail {
 
 template <auto Member, class Default>
 constexpr FieldOf<Member> withDefault(Field made, Default) {
+  static_assert(std::is_empty_v<Default>, "a default is made anew each time: it captures nothing");
   using T = typename MemberOf<Member>::Type;
   made.whenMissing = WhenMissing::takesDefault;
   made.setDefault = [](void* member) {
@@ -273,6 +270,7 @@ constexpr FieldOf<Member> withDefault(Field made, Default) {
 template <auto Member, class Default = Blank>
 constexpr FieldOf<Member> defaulted(Default makeDefault = {}, std::string_view key = {}) {
   using T = typename detail::MemberOf<Member>::Type;
+  static_assert(!detail::kIsOptional<T>, "an optional member reads a null as no value");
   return detail::withDefault<Member>(
       detail::makeField<Member, ValueForm<T>>(key, WhenMissing::fails),
       makeDefault);
@@ -299,6 +297,7 @@ constexpr FieldOf<Member> flexibleInt64(Default makeDefault = {}, std::string_vi
 template <auto Member>
 constexpr FieldOf<Member> secondsOrDate(FieldOf<Member> made) {
   using T = typename detail::MemberOf<Member>::Type;
+  if (made.type != &kValueType<T>) throw std::logic_error("only one way of reading a field counts");
   made.type = &kValueType<T, detail::SecondsOrDateForm<T>>;
   made.decode = &detail::MemberOf<Member>::template decode<detail::SecondsOrDateForm<T>>;
   return made;
@@ -322,9 +321,10 @@ constexpr std::size_t fillSlots(FieldSet<N>& set) {
 
 }  // namespace detail
 
-/// Every field of `R`, in declaration order.
+/// Every field of `R`, in declaration order. What is wrong with a table is an error of compiling
+/// it.
 template <class R, auto... Members>
-constexpr FieldSet<sizeof...(Members)> fieldsOf(FieldOf<Members>... fields) {
+consteval FieldSet<sizeof...(Members)> fieldsOf(FieldOf<Members>... fields) {
   static_assert((std::is_same_v<typename detail::MemberOf<Members>::Record, R> && ...),
                 "a field of another record");
   static_assert(detail::memberCount<R>() == sizeof...(Members), "one line per member");
@@ -335,6 +335,13 @@ constexpr FieldSet<sizeof...(Members)> fieldsOf(FieldOf<Members>... fields) {
   std::sort(set.byKey.begin(), set.byKey.end(), [](const Field& a, const Field& b) {
     return a.key < b.key;
   });
+  for (std::size_t i = 0; i < kCount; ++i) {
+    for (std::size_t j = 0; j < i; ++j) {
+      if (inOrder[i].key == inOrder[j].key || inOrder[i].memberOf == inOrder[j].memberOf) {
+        throw std::logic_error("a key or a member stands twice");
+      }
+    }
+  }
   // A few tries find a factor without collisions, and a lookup without a second step; should all
   // fail, lookups are slower and no less right.
   constexpr std::uint64_t kFirstFactor = 0x9E3779B97F4A7C15;

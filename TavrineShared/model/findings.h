@@ -35,7 +35,6 @@ class FindingOutcome : public Vocabulary<FindingOutcome> {
   };
   constexpr FindingOutcome(Case value = headerSkipped) : value_(value) {}
   constexpr operator Case() const { return value_; }
-  static constexpr std::string_view kName = "FindingOutcome";
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
       {headerSkipped, "header_skipped", "header line skipped"},
       {lineDropped, "line_dropped", "line dropped"},

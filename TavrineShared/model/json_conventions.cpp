@@ -29,7 +29,10 @@ void decodeDocument(std::string_view document, const ValueType& type, void* valu
   if (!reader.finish()) throw notJSON(document, *reader.syntaxError());
   if (result == JSONResult::ok) return;
   context.tell(result, type, found);
-  throw DecodingError(problem.kind, std::move(problem.path), std::move(problem.reason));
+  throw DecodingError(problem.kind,
+                      std::move(problem.path),
+                      std::move(problem.reason),
+                      std::move(problem.found));
 }
 
 std::string encodeDocument(const ValueType& type, const void* value, JSONStyle style) {

@@ -27,7 +27,7 @@ std::string encodeDocument(const ValueType& type, const void* value, JSONStyle s
 
 /// The one value of a JSON document. Throws `DecodingError`; what lenient rules passed over on the
 /// way is told in `findings` when given. A document that is not JSON anywhere, be it in a part that
-/// would have been dropped, is not decoded at all.
+/// would have been dropped, is not decoded at all; findings met before that showed then stay.
 template <class T>
 T decode(std::string_view document, Findings* findings = nullptr) {
   T value{};

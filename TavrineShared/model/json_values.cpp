@@ -190,8 +190,8 @@ DecodeContext lossyContext(const DecodeContext& context, DecodingProblem& proble
   return lossy;
 }
 
-void tellDroppedElement(const DecodeContext& lossy) {
-  lossy.findings->add(FindingOutcome::elementDropped, [&] {
+void tellLoss(const DecodeContext& lossy, FindingOutcome outcome) {
+  lossy.findings->add(outcome, [&] {
     // While there is room for findings, there is a problem to tell.
     const DecodingProblem& problem = *lossy.problem;
     Finding finding{};

@@ -316,20 +316,22 @@ struct LossyDecodable {
 
 namespace detail {
 
-/// The context in which an element that may be dropped is read: its problem, if anyone wants to
-/// know it, ends in a finding.
+/// The context in which a value is read whose failure costs no more than itself: its problem, if
+/// anyone wants to know it, ends in a finding.
 DecodeContext lossyContext(const DecodeContext& context, DecodingProblem& problem);
-void tellDroppedElement(const DecodeContext& lossy);
+void tellLoss(const DecodeContext& lossy, FindingOutcome outcome);
 void tellUnreadableList(const DecodeContext& context, std::string_view found);
 
 template <class T>
-bool decodeLossyElement(JSONReader& reader, T& element, const DecodeContext& lossy) {
+bool decodeLossyElement(JSONReader& reader, T& element, DecodeContext& lossy) {
   const char* const start = reader.position();
   const JSONResult result = ValueForm<T>::decode(reader, element, lossy);
   if (result == JSONResult::ok) return true;
   if (lossy.findings != nullptr && result != JSONResult::notJSON) {
     lossy.tell(result, kValueType<T>, {start, reader.position()});
-    tellDroppedElement(lossy);
+    tellLoss(lossy, FindingOutcome::elementDropped);
+    // From here on losses are only counted, so none needs to be put into words.
+    if (!lossy.findings->hasRoom()) lossy.problem = nullptr;
   }
   return false;
 }
@@ -342,7 +344,7 @@ struct ValueForm<LossyDecodable<T>> {
   static JSONResult decode(JSONReader& reader, LossyDecodable<T>& element,
                            const DecodeContext& context) {
     DecodingProblem problem;
-    const DecodeContext lossy = detail::lossyContext(context, problem);
+    DecodeContext lossy = detail::lossyContext(context, problem);
     if (!detail::decodeLossyElement(reader, element.value.emplace(), lossy)) element.value.reset();
     return JSONResult::ok;
   }

@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cstdint>
-#include <string_view>
 
 namespace tavrine {
 
@@ -15,7 +14,6 @@ class RunStatus : public Vocabulary<RunStatus> {
   enum Case : std::uint8_t { queued, warmingUp, running, stalled, failed, completed, idle };
   constexpr RunStatus(Case value = queued) : value_(value) {}
   constexpr operator Case() const { return value_; }
-  static constexpr std::string_view kName = "RunStatus";
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
       {queued, "queued", "Queued"},
       {warmingUp, "warming_up", "Warming Up"},
@@ -45,7 +43,6 @@ class RunHealth : public Vocabulary<RunHealth> {
   };
   constexpr RunHealth(Case value = healthy) : value_(value) {}
   constexpr operator Case() const { return value_; }
-  static constexpr std::string_view kName = "RunHealth";
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
       {healthy, "healthy", "Healthy"},
       {warmingUp, "warming_up", "Warming Up"},
@@ -67,7 +64,6 @@ class ServerConnectionState : public Vocabulary<ServerConnectionState> {
   enum Case : std::uint8_t { connected, degraded, offline, demo };
   constexpr ServerConnectionState(Case value = connected) : value_(value) {}
   constexpr operator Case() const { return value_; }
-  static constexpr std::string_view kName = "ServerConnectionState";
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
       {connected, "connected", "Connected"},
       {degraded, "degraded", "Degraded"},
@@ -85,7 +81,6 @@ class AlertSeverity : public Vocabulary<AlertSeverity> {
   enum Case : std::uint8_t { info, warning, critical };
   constexpr AlertSeverity(Case value = info) : value_(value) {}
   constexpr operator Case() const { return value_; }
-  static constexpr std::string_view kName = "AlertSeverity";
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
       {info, "info", "Info"},
       {warning, "warning", "Warning"},

@@ -8,7 +8,6 @@
 //     enum Case : std::uint8_t { red, deepRed };
 //     constexpr Light(Case value = red) : value_(value) {}
 //     constexpr operator Case() const { return value_; }
-//     static constexpr std::string_view kName = "Light";
 //     static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
 //         {red, "red", "Red"},
 //         {deepRed, "deep_red", "Deep Red"},

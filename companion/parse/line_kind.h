@@ -81,6 +81,7 @@ std::vector<R> encodableRecords(const ParseRequest& request, Findings& leftOut) 
         Finding finding{};
         finding.line = static_cast<std::int64_t>(lines.lineNumber());
         finding.path = problem.path;
+        finding.found = excerpt(lines.line());
         finding.reason = problem.reason;
         return finding;
       };

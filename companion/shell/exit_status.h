@@ -1,4 +1,6 @@
-// What the program's exit status says, the same for every verb.
+// What the program's exit status says, the same for every verb. (Besides, an integer column of the
+// GPU query that holds no possible number aborts the process, as it does for any user of the
+// parser.)
 #pragma once
 
 #include <cstdint>

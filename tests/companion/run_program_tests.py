@@ -498,8 +498,10 @@ class NumbersThatJSONCannotHold(ProgramTest):
     BAD = (b"index, name, a, b, c, d, e, f\n"
            b"7, GPU B, 1 %, 2 MiB, 4 MiB, 30, nan, 6.00 W\n"
            b"\n" + ROW + b"8, GPU C, 1 %, 2 MiB, 4 MiB, 30, 5.00 W, 6.00 W, -inf %\n")
-    TOLD = (b"line 2, powerDrawW: line dropped: " + NOT_FINITE + b"\n"
-            b"line 5, fanSpeedPercent: line dropped: " + NOT_FINITE + b"\n"
+    TOLD = (b'line 2, powerDrawW: "7, GPU B, 1 %, 2 MiB, 4 MiB, 30, nan, 6.00 W" line dropped: '
+            + NOT_FINITE + b"\n"
+            b'line 5, fanSpeedPercent: "8, GPU C, 1 %, 2 MiB, 4 MiB, 30, 5.00 W, 6.00 W, -inf %" '
+            b"line dropped: " + NOT_FINITE + b"\n"
             b"2 losses (line dropped: 2)\n")
 
     def test_cost_their_record_and_are_always_told(self):
@@ -524,7 +526,8 @@ class NumbersThatJSONCannotHold(ProgramTest):
                    stdin=ROW.replace(b"5.00 W", b"inf") + ROW.replace(b"1 %", b"[N/A]"))
         self.assertEqual(done.stderr,
                          b'line 2, column 11, utilizationPercent: "[N/A]" read as 0: not available\n'
-                         b"line 1, powerDrawW: line dropped: " + NOT_FINITE + b"\n"
+                         b'line 1, powerDrawW: "0, GPU A, 1 %, 2 MiB, 4 MiB, 30, inf, 6.00 W" '
+                         b"line dropped: " + NOT_FINITE + b"\n"
                          b"2 losses (line dropped: 1, read as 0: 1)\n")
 
     def test_many_are_counted(self):
@@ -554,7 +557,7 @@ class FatalIntegers(ProgramTest):
                     self.assertEqual(done.stdout, b"")
                     self.assertEqual(
                         done.stderr.decode(),
-                        f'GPU query, column {column} ({name}): "{text}" is no 64-bit integer\n')
+                        f'GPU query, line 1: "{text}" in the column {name} is no 64-bit integer\n')
 
 
 class InputThatIsNoQueryOutput(ProgramTest):

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <random>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tavrine {
 namespace {
@@ -119,6 +121,33 @@ TEST(FindLineBreak, agreesWithItsScalarTwinOnAnyBytes) {
       ASSERT_EQ(skipASCII(p, end), skipASCIIScalar(p, end)) << testing::PrintToString(text);
     }
   }
+}
+
+TEST(Split, givesThePiecesThatItsTwinGives) {
+  std::mt19937 random(5);
+  for (int round = 0; round < 20'000; ++round) {
+    std::string text(random() % 70, 'x');
+    for (char& c : text) {
+      if (random() % 6 == 0) c = ',';
+    }
+    std::vector<std::string_view> fast(1 + random() % 20);
+    std::vector<std::string_view> slow(fast.size());
+    fast.resize(byte_scan::split(text, ',', fast));
+    slow.resize(byte_scan::splitScalar(text, ',', slow));
+    ASSERT_EQ(fast, slow) << text;
+  }
+}
+
+TEST(Split, keepsEmptyPiecesAndStopsWhereThereIsNoMoreRoom) {
+  std::array<std::string_view, 3> pieces;
+  EXPECT_EQ(byte_scan::split("", ',', pieces), 1U);
+  EXPECT_EQ(pieces[0], "");
+  EXPECT_EQ(byte_scan::split(",", ',', pieces), 2U);
+  EXPECT_EQ(pieces[1], "");
+  EXPECT_EQ(byte_scan::split("a,,b,c", ',', pieces), 3U);
+  EXPECT_EQ(pieces[0], "a");
+  EXPECT_EQ(pieces[1], "");
+  EXPECT_EQ(pieces[2], "b");
 }
 
 }  // namespace

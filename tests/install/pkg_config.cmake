@@ -3,15 +3,10 @@ include(${CMAKE_CURRENT_LIST_DIR}/common.cmake)
 
 file(GLOB_RECURSE pc_file ${prefix}/*/TavrineShared.pc)
 cmake_path(GET pc_file PARENT_PATH pc_dir)
-# Not PKG_CONFIG_LIBDIR: ICU's own file is still wanted.
 set(ENV{PKG_CONFIG_PATH} ${pc_dir})
 
-set(package_flags --cflags --libs TavrineShared)
-if(library_type STREQUAL "STATIC_LIBRARY")
-  list(PREPEND package_flags --static)
-endif()
 execute_process(
-  COMMAND ${pkg_config} ${package_flags}
+  COMMAND ${pkg_config} --cflags --libs TavrineShared
   OUTPUT_VARIABLE package_flags
   OUTPUT_STRIP_TRAILING_WHITESPACE
   COMMAND_ECHO STDOUT

@@ -965,6 +965,47 @@ TEST(RecordHash, letsRecordsBeKeys) {
   EXPECT_TRUE(parts.contains(Part{1, "b", {}}));
 }
 
+struct ForgivingList {
+  std::vector<std::string> texts;
+  bool operator==(const ForgivingList&) const = default;
+  static const RecordTable& table() {
+    using R = ForgivingList;
+    static constexpr auto fields = fieldsOf<R>(forgiving<&R::texts>());
+    static constexpr RecordTable table{"ForgivingList", fields};
+    return table;
+  }
+};
+
+TEST(Forgiving, tellsWhatFailedInsideItsValue) {
+  Findings findings;
+  EXPECT_EQ(decode<ForgivingList>(R"({"texts":["a",3]})", &findings), ForgivingList{});
+  ASSERT_EQ(findings.list().size(), 1U);
+  const Finding& finding = findings.list().front();
+  EXPECT_EQ(finding.path, "texts");
+  EXPECT_EQ(finding.outcome, FindingOutcome::defaultUsed);
+  EXPECT_EQ(finding.reason, "[1]: expected a text, found a number");
+  EXPECT_EQ(finding.found, "3");
+}
+
+// Losses inside a record that fails are told whichever of its keys comes first.
+TEST(DecodeWithFindings, doesNotDependOnTheOrderOfKeys) {
+  for (const std::string_view document : {
+           R"([{"gpus":[{},7],"id":"x","name":3}])",
+           R"([{"name":3,"gpus":[{},7],"id":"x"}])",
+           R"([{"id":"x","name":3,"gpus":[{},7]}])",
+       }) {
+    Findings findings;
+    try {
+      decode<std::vector<ServerSummary>>(document, &findings);
+      ADD_FAILURE() << document;
+    } catch (const DecodingError& error) {
+      EXPECT_STREQ(error.what(), "[0].id: not a UUID");
+      EXPECT_EQ(error.found(), "\"x\"");
+    }
+    EXPECT_EQ(findings.count(FindingOutcome::elementDropped), 2U) << document;
+  }
+}
+
 // --- every table of the library ---
 
 TEST(EveryTable, listsTheMembersAsTheyLieInMemory) {

@@ -29,7 +29,6 @@ class Light : public Vocabulary<Light> {
   enum Case : std::uint8_t { red, deepRed, off };
   constexpr Light(Case value = red) : value_(value) {}
   constexpr operator Case() const { return value_; }
-  static constexpr std::string_view kName = "Light";
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
       {red, "red", "Red"},
       {deepRed, "deep_red", "Deep Red"},
@@ -46,7 +45,6 @@ class Paint : public Vocabulary<Paint> {
   enum Case : std::uint8_t { blue, red };
   constexpr Paint(Case value = blue) : value_(value) {}
   constexpr operator Case() const { return value_; }
-  static constexpr std::string_view kName = "Paint";
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
       {blue, "blue"},
       {red, "red"},
@@ -70,7 +68,6 @@ constexpr std::string_view kindOf(Light light) {
 }
 
 // All of it can be used at compile time.
-static_assert(Light::kName == "Light" && Paint::kName == "Paint");
 static_assert(Light::deepRed == Light(Light::deepRed));
 static_assert(Light(Light::deepRed).rawValue() == "deep_red");
 static_assert(Light(Light::deepRed).title() == "Deep Red");

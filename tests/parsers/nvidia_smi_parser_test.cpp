@@ -293,18 +293,18 @@ class NVIDIASMIParserDeathTest : public testing::TestWithParam<FatalCell> {};
 
 TEST_P(NVIDIASMIParserDeathTest, stopsAtAnIntegerThatCannotBe) {
   EXPECT_DEATH(parseCSV(lineWith(kECC, GetParam().cell)),
-               "column 11 \\(eccErrorsTotal\\): \"" + std::string(GetParam().told));
-  EXPECT_DEATH(parseCSV(lineWith(12, GetParam().cell)), "column 12 \\(pcieLinkGen\\)");
-  EXPECT_DEATH(parseCSV(lineWith(13, GetParam().cell)), "column 13 \\(pcieLinkWidth\\)");
+               "line 1: \"" + std::string(GetParam().told) + "\" in the column eccErrorsTotal");
+  EXPECT_DEATH(parseCSV(lineWith(12, GetParam().cell)), "in the column pcieLinkGen");
+  EXPECT_DEATH(parseCSV(lineWith(13, GetParam().cell)), "in the column pcieLinkWidth");
 }
 
 const std::vector<FatalCell> kFatalCellRows = {
-    {"nan", "nan\""},
-    {"-inf", "-inf\""},
-    {"1e30", "1e30\""},
-    {"9223372036854775808", "9223372036854775808\""},
+    {"nan", "nan"},
+    {"-inf", "-inf"},
+    {"1e30", "1e30"},
+    {"9223372036854775808", "9223372036854775808"},
     {"-9223372036854777856", "-9223372036854777856"},
-    {"[N/A]inf %", "inf\""},
+    {"[N/A]inf %", "inf"},
 };
 
 INSTANTIATE_TEST_SUITE_P(, NVIDIASMIParserDeathTest, rows(kFatalCellRows));
@@ -393,6 +393,13 @@ std::vector<std::string> told(std::string_view text) {
 TEST(NVIDIASMIParserFindings, areNoneForWhatIsWhole) {
   EXPECT_THAT(told(kWithUnits), IsEmpty());
   EXPECT_THAT(told("\n\n"), IsEmpty());
+}
+
+TEST(NVIDIASMIParserFindings, knowAHeaderBehindAByteOrderMark) {
+  Findings findings;
+  EXPECT_THAT(parseCSV("\xEF\xBB\xBFindex, a, b, c, d, e, f, g", &findings), IsEmpty());
+  EXPECT_EQ(findings.count(FindingOutcome::headerSkipped), 1U);
+  EXPECT_EQ(findings.lossCount(), 0U);
 }
 
 TEST(NVIDIASMIParserFindings, tellOfLinesThatGiveNoRecord) {

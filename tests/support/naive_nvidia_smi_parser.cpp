@@ -92,7 +92,8 @@ std::optional<GPUStat> parseLine(const std::u32string& line, Losses& losses) {
   }
   const std::optional<std::int64_t> index = readInteger(columns[0]);
   if (!index) {
-    ++(columns[0] == U"index" ? losses.headers : losses.lines);
+    const bool isHeader = columns[0] == U"index" || columns[0] == U"\uFEFFindex";
+    ++(isHeader ? losses.headers : losses.lines);
     return std::nullopt;
   }
   if (columns.size() > 15) ++losses.columns;

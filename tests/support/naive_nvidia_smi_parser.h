@@ -12,9 +12,9 @@ namespace tavrine::naive {
 
 /// How often each thing was lost, where that shows in the characters of the text.
 struct Losses {
-  std::size_t headers = 0;       ///< lines whose first column is the word index
-  std::size_t lines = 0;         ///< all others that gave no record
-  std::size_t readAsZero = 0;    ///< needed numbers, and integers, that are none
+  std::size_t headers = 0;     ///< lines whose first column is the word index, perhaps behind a BOM
+  std::size_t lines = 0;       ///< all others that gave no record
+  std::size_t readAsZero = 0;  ///< needed numbers, and integers, that are none
   std::size_t readAsAbsent = 0;  ///< optional numbers that are none
   std::size_t truncated = 0;     ///< integers with a fraction
   std::size_t columns = 0;       ///< lines with more columns than are read
