@@ -126,6 +126,11 @@ constexpr std::string_view memberName() {
   return pointer.substr(pointer.rfind("::") + 2);
 }
 
+/// How often one member stands among some.
+template <auto Member, auto... Others>
+inline constexpr int kOccurrences = (0 + ... +
+                                     (std::is_same_v<MemberOf<Member>, MemberOf<Others>> ? 1 : 0));
+
 template <class T>
 inline constexpr bool kIsOptional = false;
 template <class T>
@@ -297,7 +302,6 @@ constexpr FieldOf<Member> flexibleInt64(Default makeDefault = {}, std::string_vi
 template <auto Member>
 constexpr FieldOf<Member> secondsOrDate(FieldOf<Member> made) {
   using T = typename detail::MemberOf<Member>::Type;
-  if (made.type != &kValueType<T>) throw std::logic_error("only one way of reading a field counts");
   made.type = &kValueType<T, detail::SecondsOrDateForm<T>>;
   made.decode = &detail::MemberOf<Member>::template decode<detail::SecondsOrDateForm<T>>;
   return made;
@@ -328,6 +332,7 @@ consteval FieldSet<sizeof...(Members)> fieldsOf(FieldOf<Members>... fields) {
   static_assert((std::is_same_v<typename detail::MemberOf<Members>::Record, R> && ...),
                 "a field of another record");
   static_assert(detail::memberCount<R>() == sizeof...(Members), "one line per member");
+  static_assert(((detail::kOccurrences<Members, Members...> == 1) && ...), "a member stands twice");
   constexpr std::size_t kCount = sizeof...(Members);
   std::array<Field, kCount> inOrder{static_cast<const Field&>(fields)...};
   for (std::size_t i = 0; i < kCount; ++i) inOrder[i].declared = static_cast<std::uint8_t>(i);
@@ -337,9 +342,7 @@ consteval FieldSet<sizeof...(Members)> fieldsOf(FieldOf<Members>... fields) {
   });
   for (std::size_t i = 0; i < kCount; ++i) {
     for (std::size_t j = 0; j < i; ++j) {
-      if (inOrder[i].key == inOrder[j].key || inOrder[i].memberOf == inOrder[j].memberOf) {
-        throw std::logic_error("a key or a member stands twice");
-      }
+      if (inOrder[i].key == inOrder[j].key) throw std::logic_error("a key stands twice");
     }
   }
   // A few tries find a factor without collisions, and a lookup without a second step; should all
