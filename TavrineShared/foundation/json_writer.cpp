@@ -191,7 +191,7 @@ void JSONWriter::text(std::string_view value) {
         put('t');
         break;
       default: {
-        constexpr char kHex[] = "0123456789abcdef";
+        constexpr std::string_view kHex = "0123456789abcdef";
         put("u00");
         put(kHex[c >> 4U]);
         put(kHex[c & 0xFU]);

@@ -66,7 +66,7 @@ bool isWhiteSpace(std::string_view bytes) {
     case 2:
       return bytes == "\xC2\x85" || bytes == "\xC2\xA0";
     case 3: {
-      const unsigned code =
+      const auto code =
           static_cast<unsigned>(byteAt(bytes, 0) << 16 | byteAt(bytes, 1) << 8 | byteAt(bytes, 2));
       return (code >= 0xE28080 && code <= 0xE2808A) ||  // U+2000 to U+200A
              code == 0xE280A8 || code == 0xE280A9 ||    // U+2028, U+2029

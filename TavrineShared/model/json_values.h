@@ -215,9 +215,9 @@ struct ValueForm<V> : StandardHash<V> {
 };
 
 JSONResult decodeRecord(const RecordTable& table, JSONReader& reader, void* record,
-                        const DecodeContext& context);
+                        const DecodeContext& outer);
 bool encodeRecord(const RecordTable& table, JSONWriter& writer, const void* record,
-                  const EncodeContext& context);
+                  const EncodeContext& outer);
 
 template <Record T>
 struct ValueForm<T> {

@@ -47,7 +47,7 @@ std::optional<double> readShortDecimal(std::string_view text) {
   const char* const end = p + text.size();
   std::uint64_t mantissa = 0;
   for (; p != end && isDigit(*p); ++p) mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
-  std::size_t digits = static_cast<std::size_t>(p - text.data());
+  auto digits = static_cast<std::size_t>(p - text.data());
   std::size_t decimals = 0;
   if (p != end && *p == '.') {
     const char* const point = p++;

@@ -73,7 +73,7 @@ const CLI::App& innermost(const CLI::App& program) {
   return *command;
 }
 
-std::string fullName(const CLI::App& command) {
+std::string fullName(const CLI::App& command) {  // NOLINT(misc-no-recursion): as deep as the verbs
   const CLI::App* const parent = command.get_parent();
   return parent == nullptr ? command.get_name() : fullName(*parent) + " " + command.get_name();
 }
