@@ -5,6 +5,7 @@
 #include "companion/parse/parse_verb.h"
 #include "companion/parse/query_verb.h"
 #include "companion/shell/usage.h"
+#include "companion/snapshot/snapshot_verbs.h"
 
 #include <CLI/CLI.hpp>
 
@@ -27,6 +28,9 @@ ExitStatus run(int argc, char** argv) {
   Action chosen;
   addParseVerb(program, chosen);
   addQueryVerb(program, chosen);
+  addShowVerb(program, chosen);
+  addCheckVerb(program, chosen);
+  addSchemaVerb(program, chosen);
   try {
     program.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {

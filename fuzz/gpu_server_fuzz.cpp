@@ -5,7 +5,6 @@
 //  - what was decoded encodes, and decodes to itself, with the same text when encoded again.
 #include <TavrineShared/foundation/json_reader.h>
 #include <TavrineShared/foundation/timestamp.h>
-#include <TavrineShared/foundation/unicode_text.h>
 #include <TavrineShared/model/field_table.h>
 #include <TavrineShared/model/gpu_server.h>
 #include <TavrineShared/model/json_conventions.h>
@@ -15,13 +14,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <functional>
-#include <limits>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "fuzz/decoded.h"
 #include "fuzz/require.h"
 #include "tests/support/naive_nvidia_smi_parser.h"
 #include "tests/support/naive_text.h"
@@ -30,29 +29,6 @@ namespace tavrine::fuzz {
 namespace {
 
 using Servers = std::vector<ServerSummary>;
-
-/// The value or, where there is none, why.
-template <class T>
-struct Decoded {
-  std::optional<T> value;
-  DecodingError error{DecodingError::Kind::notJSON, "", ""};
-
-  Decoded(std::string_view document, Findings* findings) {
-    try {
-      value = decode<T>(document, findings);
-    } catch (const DecodingError& thrown) {
-      error = thrown;
-    }
-  }
-};
-
-bool areSame(const DecodingError& a, const DecodingError& b) {
-  return a.kind() == b.kind() && a.path() == b.path() && a.reason() == b.reason() &&
-         a.found() == b.found();
-}
-
-/// Findings enough for any document: none is merely counted.
-Findings roomyFindings() { return Findings(std::numeric_limits<std::size_t>::max()); }
 
 bool areSameBits(const ServerSummary& a, const ServerSummary& b) {
   return a.id == b.id && a.name == b.name && a.host == b.host && a.state == b.state &&
@@ -168,18 +144,8 @@ struct Losses {
 };
 
 void requireErrorMakesSense(std::string_view document, const DecodingError& error) {
-  JSONReader reader(document);
-  const bool isJSON = reader.skip() && reader.finish();
-  require((error.kind() == DecodingError::Kind::notJSON) == !isJSON,
-          "what is not JSON is told as such");
-  const std::string_view what = error.what();
-  require(!error.reason().empty() && what.ends_with(error.reason()), "an error has a reason");
-  require(what.starts_with(error.path()), "an error tells its path");
-  require(isWellFormedUTF8(what) && what.find('\n') == std::string_view::npos,
-          "an error is told in one line");
-  require(isWellFormedUTF8(error.found()) && naive::decodedUTF8(error.found()).size() <= 80,
-          "what is shown is short");
-  if (!isJSON) return;
+  requireErrorIsTold(document, error);
+  if (error.kind() == DecodingError::Kind::notJSON) return;
 
   const auto elements = elementsOf(document);
   if (!elements) {
@@ -208,12 +174,9 @@ void requireFindingsAccountForLosses(std::string_view document, const Servers& s
   for (std::size_t i = 0; i < servers.size(); ++i) {
     losses.addServer((*elements)[i], indexed(i), servers[i]);
   }
+  requireFindingsAreTold(findings);
   std::vector<std::string> told;
   for (const Finding& finding : findings.list()) {
-    require(!finding.line && !finding.column, "a finding about JSON has a path alone");
-    require(!finding.reason.empty() && isWellFormedUTF8(finding.reason), "a finding has a reason");
-    require(isWellFormedUTF8(finding.found) && naive::decodedUTF8(finding.found).size() <= 80,
-            "what is shown is short");
     if (finding.outcome == FindingOutcome::elementDropped) told.push_back(finding.path);
   }
   require(told == losses.paths, "each dropped GPU is told by its path, in their order");
@@ -273,11 +236,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     requireErrorMakesSense(document, decoded.error);
     return 0;
   }
-  for (const FindingOutcome outcome :
-       {FindingOutcome::elementDropped, FindingOutcome::listEmptied}) {
-    require(counts.list().empty() && counts.count(outcome) == findings.count(outcome),
-            "findings without room are counted");
-  }
+  requireSameCounts(counts, findings);
   requireFindingsAccountForLosses(document, *decoded.value, findings);
   requireEncodes(*decoded.value);
   return 0;

@@ -21,6 +21,9 @@ using Timestamp = std::chrono::sys_time<std::chrono::duration<double>>;
 /// hour 24, dates that do not exist. The offset may lead out of those years.
 std::optional<Timestamp> timestampFromISO8601(std::string_view text);
 
+/// The present moment, by the system's clock.
+inline Timestamp currentTime() { return std::chrono::system_clock::now(); }
+
 /// The length of the text form; it never varies.
 inline constexpr std::size_t kISO8601Length = 20;
 

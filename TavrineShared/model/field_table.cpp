@@ -112,6 +112,15 @@ std::size_t hashRecord(const RecordTable& table, const void* record) {
   return seed;
 }
 
+void visitRecords(const RecordTable& table, const void* record, const RecordVisitor& visit) {
+  visit(table, record);
+  for (const Field& field : table.fields) {
+    if (field.type->visitRecords != nullptr) {
+      field.type->visitRecords(field.member(record), visit);
+    }
+  }
+}
+
 namespace detail {
 
 JSONResult decodeSeconds(JSONReader& reader, Timestamp& value) {

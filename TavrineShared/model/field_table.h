@@ -48,7 +48,9 @@ struct Field {
   JSONResult (*decode)(JSONReader& reader, void* record, const DecodeContext& context);
   WhenMissing whenMissing;
   void (*setDefault)(void* member) = nullptr;  ///< only with `takesDefault`
-  std::uint8_t declared = 0;                   ///< its place in declaration order
+  /// Only where there is a default that JSON can hold and that is the same each time.
+  void (*writeDefault)(JSONWriter& writer) = nullptr;
+  std::uint8_t declared = 0;  ///< its place in declaration order
 
   void* member(void* record) const { return memberOf(record); }
   const void* member(const void* record) const { return memberOf(const_cast<void*>(record)); }
@@ -162,6 +164,7 @@ constexpr std::size_t memberCount() {
 
 template <class T>
 struct LossyListForm : ValueForm<std::vector<T>> {
+  static constexpr Leniency kLeniency = Leniency::dropsBadElements;
   static JSONResult decode(JSONReader& reader, std::vector<T>& list, const DecodeContext& context) {
     decodeLossyArray(reader, list, context);
     return JSONResult::ok;
@@ -180,6 +183,7 @@ struct FlexibleInt64Form : ValueForm<std::int64_t> {
 
 template <class T>
 struct ForgivingForm : ValueForm<T> {
+  static constexpr Leniency kLeniency = Leniency::takesAnything;
   static JSONResult decode(JSONReader& reader, T& value, const DecodeContext& context) {
     const char* const start = reader.position();
     DecodingProblem problem;
@@ -200,6 +204,7 @@ JSONResult decodeSeconds(JSONReader& reader, Timestamp& value);
 
 template <class T>
 struct SecondsOrDateForm : ValueForm<T> {
+  static constexpr Leniency kLeniency = Leniency::takesSeconds;
   static std::string describe() { return "a number of seconds or " + ValueForm<T>::describe(); }
   static JSONResult decode(JSONReader& reader, T& value, const DecodeContext& context) {
     if (reader.peek() != JSONKind::number) return ValueForm<T>::decode(reader, value, context);
@@ -252,18 +257,26 @@ struct Blank {};
 
 namespace detail {
 
+template <class T, class Default>
+T defaultOf() {
+  if constexpr (std::is_same_v<Default, Blank>) {
+    return T{};
+  } else {
+    return Default{}();
+  }
+}
+
 template <auto Member, class Default>
 constexpr FieldOf<Member> withDefault(Field made, Default) {
   static_assert(std::is_empty_v<Default>, "a default is made anew each time: it captures nothing");
   using T = typename MemberOf<Member>::Type;
   made.whenMissing = WhenMissing::takesDefault;
-  made.setDefault = [](void* member) {
-    if constexpr (std::is_same_v<Default, Blank>) {
-      *static_cast<T*>(member) = T{};
-    } else {
-      *static_cast<T*>(member) = Default{}();
-    }
-  };
+  made.setDefault = [](void* member) { *static_cast<T*>(member) = defaultOf<T, Default>(); };
+  if constexpr (!kIsOptional<T> && !std::is_same_v<T, Timestamp>) {
+    made.writeDefault = [](JSONWriter& writer) {
+      ValueForm<T>::encode(writer, defaultOf<T, Default>(), {});
+    };
+  }
   return {made};
 }
 
@@ -302,6 +315,7 @@ constexpr FieldOf<Member> flexibleInt64(Default makeDefault = {}, std::string_vi
 template <auto Member>
 constexpr FieldOf<Member> secondsOrDate(FieldOf<Member> made) {
   using T = typename detail::MemberOf<Member>::Type;
+  if (made.type->leniency != Leniency::none) throw std::logic_error("has another leniency already");
   made.type = &kValueType<T, detail::SecondsOrDateForm<T>>;
   made.decode = &detail::MemberOf<Member>::template decode<detail::SecondsOrDateForm<T>>;
   return made;

@@ -3,6 +3,8 @@
 #include <TavrineShared/foundation/unicode_text.h>
 #include <TavrineShared/model/field_table.h>
 
+#include <algorithm>
+#include <iterator>
 #include <numeric>
 
 namespace tavrine {
@@ -35,6 +37,15 @@ std::size_t Findings::lossCount() const {
   for (const FindingOutcome outcome : FindingOutcome::allCases()) {
     if (outcome.isLoss()) losses += count(outcome);
   }
+  return losses;
+}
+
+std::vector<Finding> Findings::losses() const {
+  std::vector<Finding> losses;
+  std::copy_if(findings_.begin(),
+               findings_.end(),
+               std::back_inserter(losses),
+               [](const Finding& finding) { return finding.outcome.isLoss(); });
   return losses;
 }
 

@@ -97,6 +97,8 @@ class Findings {
   std::size_t count() const;
   /// Of these, the losses: all but what a reader is meant to pass over.
   std::size_t lossCount() const;
+  /// The losses among those kept in full.
+  std::vector<Finding> losses() const;
 
  private:
   std::vector<Finding> findings_;

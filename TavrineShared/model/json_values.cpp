@@ -1,6 +1,7 @@
 #include <TavrineShared/model/json_values.h>
 
 #include <array>
+#include <limits>
 #include <utility>
 
 namespace tavrine {
@@ -37,6 +38,11 @@ std::string prepend(const CodingPath& node, const std::string& rest) {
   }
   if (!rest.empty() && rest.front() != '[') text += '.';
   return text.append(rest);
+}
+
+void writeMember(const SchemaContext& context, std::string_view key, std::string_view text) {
+  context.writer.plainKey(key);
+  context.writer.plainText(text);
 }
 
 }  // namespace
@@ -179,6 +185,47 @@ std::size_t TextMapForm::hash(const Map& map) {
                          std::hash<std::string>()(value));
   }
   return seed;
+}
+
+void ValueForm<std::int64_t>::schema(const SchemaContext& context) {
+  using Limits = std::numeric_limits<std::int64_t>;
+  context.writer.plainKey("maximum");
+  context.writer.integer(Limits::max());
+  context.writer.plainKey("minimum");
+  context.writer.integer(Limits::min());
+  writeMember(context, "type", "integer");
+}
+
+void ValueForm<double>::schema(const SchemaContext& context) {
+  writeMember(context, "type", "number");
+}
+
+void ValueForm<bool>::schema(const SchemaContext& context) {
+  writeMember(context, "type", "boolean");
+}
+
+void ValueForm<std::string>::schema(const SchemaContext& context) {
+  writeMember(context, "type", "string");
+}
+
+void ValueForm<Timestamp>::schema(const SchemaContext& context) {
+  writeMember(context, "format", "date-time");
+  writeMember(context, "pattern", "^[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z$");
+  writeMember(context, "type", "string");
+}
+
+void ValueForm<UUID>::schema(const SchemaContext& context) {
+  writeMember(context, "format", "uuid");
+  writeMember(context, "pattern", "^[0-9A-F]{8}-([0-9A-F]{4}-){3}[0-9A-F]{12}$");
+  writeMember(context, "type", "string");
+}
+
+void TextMapForm::schema(const SchemaContext& context) {
+  context.writer.plainKey("additionalProperties");
+  context.writer.beginObject();
+  ValueForm<std::string>::schema(context);
+  context.writer.endObject();
+  writeMember(context, "type", "object");
 }
 
 namespace detail {

@@ -78,11 +78,35 @@ struct EncodeContext {
   bool fail(std::string_view reason) const;
 };
 
+struct RecordTable;
+
+/// Where a type describes what `encode` writes, in the words of JSON Schema.
+struct SchemaContext {
+  JSONWriter& writer;
+  std::vector<const RecordTable*>& records;  ///< those that were referred to, each once
+};
+
+/// Is shown each record that a value holds, the outer before the inner.
+using RecordVisitor = std::function<void(const RecordTable& table, const void* record)>;
+
+/// What a form reads besides that which it writes.
+enum class Leniency : std::uint8_t {
+  none,
+  dropsBadElements,  ///< and takes what is no list for an empty one
+  takesAnything,     ///< and gives the default for what it cannot read
+  takesSeconds,      ///< numbers of seconds since 1970, for times
+};
+
 /// `ValueForm<T>` gives a T its JSON form and hash:
 ///   describe()                 what error messages call it: "expected ..., found a list"
 ///   decode(reader, value, c)   consumes one value; on failure `value` is left in some valid state
 ///   encode(writer, value, c)   writes one value; false when it has no JSON form
 ///   hash(value)                equal values hash equally, 0.0 and -0.0 too
+///   schema(c)                  writes the members of the schema of what `encode` writes
+/// and, where it applies:
+///   isPresent(value)           whether a record writes it at all
+///   visitRecords(value, v)     shows the records inside
+///   kLeniency
 template <class T>
 struct ValueForm;
 
@@ -91,9 +115,17 @@ struct ValueType {
   JSONResult (*decode)(JSONReader& reader, void* value, const DecodeContext& context);
   bool (*encode)(JSONWriter& writer, const void* value, const EncodeContext& context);
   std::size_t (*hash)(const void* value);
+  void (*schema)(const SchemaContext& context);
   bool (*isPresent)(const void* value);  ///< null for types that always hold a value
+  void (*visitRecords)(const void* value, const RecordVisitor& visit);  ///< null where none can be
+  Leniency leniency;
   std::size_t size;
   std::size_t alignment;
+};
+
+template <class Form, class T>
+concept HoldsRecords = requires(const T& value, const RecordVisitor& visit) {
+  Form::visitRecords(value, visit);
 };
 
 /// Erases `T` with its own form, or with another rule of reading it.
@@ -107,11 +139,24 @@ inline constexpr ValueType kValueType = {
       return Form::encode(writer, *static_cast<const T*>(value), context);
     },
     [](const void* value) { return Form::hash(*static_cast<const T*>(value)); },
+    [](const SchemaContext& context) { Form::schema(context); },
     []() -> bool (*)(const void*) {
       if constexpr (requires(const T& value) { Form::isPresent(value); }) {
         return [](const void* value) { return Form::isPresent(*static_cast<const T*>(value)); };
       }
       return nullptr;
+    }(),
+    []() -> void (*)(const void*, const RecordVisitor&) {
+      if constexpr (HoldsRecords<Form, T>) {
+        return [](const void* value, const RecordVisitor& visit) {
+          Form::visitRecords(*static_cast<const T*>(value), visit);
+        };
+      }
+      return nullptr;
+    }(),
+    [] {
+      if constexpr (requires { Form::kLeniency; }) return Form::kLeniency;
+      return Leniency::none;
     }(),
     sizeof(T),
     alignof(T),
@@ -136,6 +181,7 @@ struct ValueForm<std::int64_t> : StandardHash<std::int64_t> {
     writer.integer(value);
     return true;
   }
+  static void schema(const SchemaContext& context);
 };
 
 template <>
@@ -147,6 +193,7 @@ struct ValueForm<double> : StandardHash<double> {
   static bool encode(JSONWriter& writer, double value, const EncodeContext& context) {
     return writer.number(value) || context.fail("a number that is not finite has no JSON form");
   }
+  static void schema(const SchemaContext& context);
 };
 
 template <>
@@ -159,6 +206,7 @@ struct ValueForm<bool> : StandardHash<bool> {
     writer.boolean(value);
     return true;
   }
+  static void schema(const SchemaContext& context);
 };
 
 template <>
@@ -171,6 +219,7 @@ struct ValueForm<std::string> : StandardHash<std::string> {
     writer.text(value);
     return true;
   }
+  static void schema(const SchemaContext& context);
 };
 
 template <>
@@ -179,6 +228,7 @@ struct ValueForm<Timestamp> {
   static JSONResult decode(JSONReader& reader, Timestamp& value, const DecodeContext& context);
   static bool encode(JSONWriter& writer, Timestamp value, const EncodeContext& context);
   static std::size_t hash(Timestamp value) { return hashOf(value); }
+  static void schema(const SchemaContext& context);
 };
 
 template <>
@@ -186,6 +236,7 @@ struct ValueForm<UUID> : StandardHash<UUID> {
   static std::string describe() { return "a UUID"; }
   static JSONResult decode(JSONReader& reader, UUID& value, const DecodeContext& context);
   static bool encode(JSONWriter& writer, const UUID& value, const EncodeContext& context);
+  static void schema(const SchemaContext& context);
 };
 
 template <VocabularyType V>
@@ -212,12 +263,23 @@ struct ValueForm<V> : StandardHash<V> {
     writer.plainText(value.rawValue());
     return true;
   }
+  static void schema(const SchemaContext& context) {
+    context.writer.plainKey("enum");
+    context.writer.beginList();
+    for (const V value : V::allCases()) {
+      context.writer.element();
+      context.writer.plainText(value.rawValue());
+    }
+    context.writer.endList();
+  }
 };
 
 JSONResult decodeRecord(const RecordTable& table, JSONReader& reader, void* record,
                         const DecodeContext& outer);
 bool encodeRecord(const RecordTable& table, JSONWriter& writer, const void* record,
                   const EncodeContext& outer);
+void visitRecords(const RecordTable& table, const void* record, const RecordVisitor& visit);
+void referTo(const RecordTable& table, const SchemaContext& context);
 
 template <Record T>
 struct ValueForm<T> {
@@ -229,6 +291,10 @@ struct ValueForm<T> {
     return encodeRecord(T::table(), writer, &value, context);
   }
   static std::size_t hash(const T& value) { return hashRecord(T::table(), &value); }
+  static void schema(const SchemaContext& context) { referTo(T::table(), context); }
+  static void visitRecords(const T& value, const RecordVisitor& visit) {
+    tavrine::visitRecords(T::table(), &value, visit);
+  }
 };
 
 /// Null reads as no value. A record leaves out the key of what has no value; where there is no key,
@@ -256,6 +322,11 @@ struct ValueForm<std::optional<T>> {
     return value ? combineHashes(kSeed, ValueForm<T>::hash(*value)) : 0;
   }
   static bool isPresent(const std::optional<T>& value) { return value.has_value(); }
+  static void schema(const SchemaContext& context) { ValueForm<T>::schema(context); }
+  static void visitRecords(const std::optional<T>& value,
+                           const RecordVisitor& visit) requires HoldsRecords<ValueForm<T>, T> {
+    if (value) ValueForm<T>::visitRecords(*value, visit);
+  }
 };
 
 /// A plain list: one bad element fails it.
@@ -296,6 +367,18 @@ struct ValueForm<std::vector<T>> {
     for (const T& element : list) seed = combineHashes(seed, ValueForm<T>::hash(element));
     return seed;
   }
+  static void schema(const SchemaContext& context) {
+    context.writer.plainKey("items");
+    context.writer.beginObject();
+    ValueForm<T>::schema(context);
+    context.writer.endObject();
+    context.writer.plainKey("type");
+    context.writer.plainText("array");
+  }
+  static void visitRecords(const std::vector<T>& list,
+                           const RecordVisitor& visit) requires HoldsRecords<ValueForm<T>, T> {
+    for (const T& element : list) ValueForm<T>::visitRecords(element, visit);
+  }
 };
 
 /// An object whose members are all texts; of a key that stands twice the first value counts.
@@ -306,6 +389,7 @@ struct ValueForm<std::map<std::string, std::string>> {
   static JSONResult decode(JSONReader& reader, Map& map, const DecodeContext& context);
   static bool encode(JSONWriter& writer, const Map& map, const EncodeContext& context);
   static std::size_t hash(const Map& map);
+  static void schema(const SchemaContext& context);
 };
 
 /// One element read so that it cannot fail: `value` is empty when it could not be decoded.

@@ -5,6 +5,7 @@
 #include <concepts>
 #include <cstddef>
 #include <functional>
+#include <string_view>
 
 namespace tavrine {
 
@@ -17,6 +18,14 @@ concept Record = requires {
 
 /// Over every field of the record; equal records hash equally.
 std::size_t hashRecord(const RecordTable& table, const void* record);
+
+/// `record` with another `serverName`: what an agent reports of itself is told apart by the name
+/// under which the server was asked.
+template <Record T>
+T renamed(T record, std::string_view serverName) {
+  record.serverName = serverName;
+  return record;
+}
 
 }  // namespace tavrine
 

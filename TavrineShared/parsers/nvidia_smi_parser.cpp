@@ -241,7 +241,7 @@ bool parseLine(const Row& row, std::vector<GPUStat>& records) {
 // as much as reading them. What the text promises is believed up to a factor only.
 void makeRoom(std::vector<GPUStat>& records, std::size_t bytesRead, std::size_t bytesInAll) {
   constexpr std::size_t kFirst = 16;
-  constexpr std::size_t kMostGrowth = 8;
+  constexpr std::size_t kMostGrowth = 16;
   const std::size_t count = records.size();
   if (count == 0) return records.reserve(kFirst);
   const double perRecord = static_cast<double>(bytesRead) / static_cast<double>(count);

@@ -26,13 +26,13 @@ enum class OutputForm : std::uint8_t {
 struct ParseRequest {
   std::string_view text;
   OutputForm form;
-  HeadingStyle headings;    ///< of a table
+  TableStyle style;         ///< of a table
   Findings* findings;       ///< null when nobody asked for them
   bool findingsInDocument;  ///< JSON forms: one document with the findings and the records
 };
 
 struct ParseResult {
-  std::string output;  ///< ends with a line feed
+  std::string output;  ///< a table ends with a line feed, a document does not
   std::size_t recordCount = 0;
   /// Records that JSON has no form for and that are missing from the output for that. They are
   /// among the findings, too, but this must be told to everybody; so it keeps a few in full only.

@@ -7,9 +7,7 @@
 #include <TavrineShared/model/json_conventions.h>
 #include <TavrineShared/parsers/text_rules.h>
 
-#include <algorithm>
 #include <cstdint>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <utility>
@@ -38,11 +36,7 @@ namespace detail {
 
 template <class R>
 void addLosses(ParseReport<R>& report, const Findings& findings) {
-  report.findings.clear();
-  std::copy_if(findings.list().begin(),
-               findings.list().end(),
-               std::back_inserter(report.findings),
-               [](const Finding& finding) { return finding.outcome.isLoss(); });
+  report.findings = findings.losses();
   const std::size_t notListed = findings.lossCount() - report.findings.size();
   if (notListed > 0) report.findingsNotListed = static_cast<std::int64_t>(notListed);
 }
@@ -52,9 +46,9 @@ template <class R>
 std::string document(const ParseRequest& request, ParseReport<R>& report) {
   const JSONStyle style =
       request.form == OutputForm::prettyJSON ? JSONStyle::pretty : JSONStyle::compact;
-  if (!request.findingsInDocument) return encode(report.records, style).append("\n");
+  if (!request.findingsInDocument) return encode(report.records, style);
   addLosses(report, *request.findings);
-  return encode(report, style).append("\n");
+  return encode(report, style);
 }
 
 template <class R>
@@ -97,14 +91,14 @@ std::vector<R> encodableRecords(const ParseRequest& request, Findings& leftOut) 
 }  // namespace detail
 
 /// `ParseText` is the parser, from text and findings to a list of records `R`; `Table` the view,
-/// from a span of them and a heading style to text.
+/// from a span of them and a style to text.
 template <class R, auto ParseText, auto Table>
 ParseResult parseLineKind(const ParseRequest& request) {
   ParseResult result;
   ParseReport<R> report{};
   report.records = ParseText(request.text, request.findings);
   if (request.form == OutputForm::table) {
-    result.output = Table(report.records, request.headings);
+    result.output = Table(report.records, request.style);
   } else {
     try {
       result.output = detail::document(request, report);

@@ -2,9 +2,9 @@
 
 #include "companion/parse/kinds.h"
 #include "companion/shell/input.h"
+#include "companion/shell/json_output.h"
 #include "companion/shell/output.h"
 #include "companion/views/findings_text.h"
-#include "companion/views/visible_text.h"
 
 #include <TavrineShared/foundation/unicode_text.h>
 
@@ -20,9 +20,7 @@ namespace {
 
 struct ParseOptions {
   std::optional<std::string> file;
-  bool json = false;
-  bool pretty = false;
-  bool compact = false;
+  JSONOptions json;
   bool table = false;
   std::string findings;  // empty, or one of the two below
   ColorChoice color = ColorChoice::automatic;
@@ -33,8 +31,8 @@ constexpr const char* kFindingsAsJSON = "json";
 
 OutputForm outputForm(const ParseOptions& options) {
   if (options.table) return OutputForm::table;
-  const bool pretty = options.pretty || (!options.compact && outputIsTerminal());
-  return pretty ? OutputForm::prettyJSON : OutputForm::compactJSON;
+  return options.json.style() == JSONStyle::pretty ? OutputForm::prettyJSON
+                                                   : OutputForm::compactJSON;
 }
 
 void sayWhatIsAwaited(const Kind& kind) {
@@ -55,14 +53,6 @@ void sayLeftOut(const ParseResult& result) {
   writeWords(findingsText(result.leftOut));
 }
 
-void print(const ParseResult& result, OutputForm form) {
-  if (form != OutputForm::table && outputIsTerminal()) {
-    writeOutput(visibleJSON(result.output));
-  } else {
-    writeOutput(result.output);  // a table has seen to its cells itself
-  }
-}
-
 ExitStatus parse(const Kind& kind, const ParseOptions& options) {
   if (!options.file && inputIsTerminal()) sayWhatIsAwaited(kind);
   const std::string text = readInput(options.file.value_or(kStandardInput));
@@ -72,12 +62,16 @@ ExitStatus parse(const Kind& kind, const ParseOptions& options) {
   const ParseRequest request{
       .text = text,
       .form = outputForm(options),
-      .headings = usesColor(options.color) ? HeadingStyle::bold : HeadingStyle::plain,
+      .style = {.paint = paint(options.color)},
       .findings = findingsAsked ? &findings : nullptr,
       .findingsInDocument = options.findings == kFindingsAsJSON,
   };
   const ParseResult result = kind.parse(request);
-  print(result, request.form);
+  if (options.table) {
+    writeOutput(result.output);
+  } else {
+    writeJSON(result.output);
+  }
 
   if (options.findings == kFindingsAsText) {
     writeWords(findingsText(findings));
@@ -94,19 +88,15 @@ void addOptions(CLI::App& app, ParseOptions& options) {
   app.add_option("FILE", options.file, "what to read; standard input if - or left out")
       ->type_name("");
   auto* const table = app.add_flag("--table", options.table, "an aligned table for people");
-  auto* const json = app.add_flag("--json", options.json, "JSON, as is the default");
-  auto* const pretty =
-      app.add_flag("--pretty", options.pretty, "indented JSON, the default on a terminal");
-  auto* const compact =
-      app.add_flag("--compact", options.compact, "JSON in one line, the default elsewhere");
+  for (CLI::Option* const json : addJSONOptions(app, options.json, "JSON, as is the default")) {
+    table->excludes(json);
+  }
   auto* const findings = app.add_flag("--findings{text}",
                                       options.findings,
                                       "tell what was lost and why: on standard error,\n"
                                       "or with =json in one document with the records;\n"
                                       "the exit status is then 1 if anything was");
   findings->option_text("[=text|json]")->check(CLI::IsMember({kFindingsAsText, kFindingsAsJSON}));
-  table->excludes(json)->excludes(pretty)->excludes(compact);
-  pretty->excludes(compact);
   addColorOption(app, options.color);
 }
 

@@ -3,6 +3,7 @@
 #include "companion/views/visible_text.h"
 
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -58,9 +59,19 @@ void say(std::string_view message) { writeWords("tavrine: " + visibleText(messag
 
 bool outputIsTerminal() { return ::isatty(STDOUT_FILENO) == 1; }
 
-bool usesColor(ColorChoice choice) {
-  if (choice != ColorChoice::automatic) return choice == ColorChoice::always;
-  return outputIsTerminal() && environment("TERM") != "dumb" && environment("NO_COLOR").empty();
+std::optional<std::size_t> screenWidth() {
+  winsize size{};
+  if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return std::nullopt;
+  return size.ws_col;
+}
+
+Paint paint(ColorChoice choice) {
+  if (choice != ColorChoice::automatic) {
+    return choice == ColorChoice::always ? Paint::on : Paint::off;
+  }
+  const bool isWanted =
+      outputIsTerminal() && environment("TERM") != "dumb" && environment("NO_COLOR").empty();
+  return isWanted ? Paint::on : Paint::off;
 }
 
 }  // namespace tavrine

@@ -5,7 +5,11 @@
 // failed write is an error like any other.
 #pragma once
 
+#include "companion/views/text_table.h"
+
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 namespace tavrine {
@@ -29,8 +33,11 @@ bool outputIsTerminal();
 
 enum class ColorChoice : std::uint8_t { automatic, always, never };
 
+/// The columns of the screen that standard output is; no value where it is none.
+std::optional<std::size_t> screenWidth();
+
 /// Whether standard output gets colours. Automatic: a terminal that can do more than "dumb", unless
 /// the environment has a NO_COLOR that is not empty.
-bool usesColor(ColorChoice choice);
+Paint paint(ColorChoice choice);
 
 }  // namespace tavrine

@@ -124,7 +124,7 @@ void addColorOption(CLI::App& command, ColorChoice& choice) {
       .add_option_function<std::string>(
           "--color",
           [&choice](const std::string& name) { choice = *colorChoiceNamed(name); },
-          "bold headings: auto, the default, means on terminals\n"
+          "colours: auto, the default, means on terminals\n"
           "only, and not where NO_COLOR is set")
       ->check([](const std::string& name) {
         return colorChoiceNamed(name) ? "" : "must be auto, always or never, not " + name;
@@ -139,7 +139,8 @@ void explainUsage(const CLI::App& program, const CLI::ParseError& error) {
   std::erase(rest, "--");
   if (!rest.empty()) {
     say(unexpected(command, rest.front()));
-  } else if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError)) {
+  } else if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError) &&
+             !wordOf(command).empty()) {
     writeWords(program.help());
     return;
   } else {

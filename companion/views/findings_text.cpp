@@ -22,7 +22,11 @@ std::string place(const Finding& finding) {
 
 std::string lossLine(const Finding& finding) {
   std::string text = place(finding).append(": ");
-  if (!finding.found.empty()) text.append("\"").append(visibleText(finding.found)).append("\" ");
+  if (!finding.found.empty()) {
+    // JSON brings its own quotation marks, where it is a text that stood there.
+    const std::string_view quote = finding.line ? "\"" : "";
+    text.append(quote).append(visibleText(finding.found)).append(quote).append(" ");
+  }
   text.append(finding.outcome.title()).append(": ").append(visibleText(finding.reason));
   return text;
 }

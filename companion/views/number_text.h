@@ -12,4 +12,7 @@ std::string oneDecimal(double value);
 /// The same, without ".0": "7", "45.2".
 std::string upToOneDecimal(double value);
 
+/// With at most so many digits that count: "0.04217", "1.2e-05".
+std::string significantDigits(double value, int digits);
+
 }  // namespace tavrine

@@ -4,23 +4,41 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace tavrine {
 
 enum class Alignment : std::uint8_t { left, right };
-enum class HeadingStyle : std::uint8_t { plain, bold };
+enum class Ink : std::uint8_t { plain, bold, faint, green, yellow, red };
+enum class Paint : std::uint8_t { off, on };
 
 struct TextColumn {
   std::string_view heading;
   Alignment alignment = Alignment::left;
 };
 
-/// The text of one cell; any characters, made visible by the table itself. Asked twice for each
-/// cell, so that a table of any length is never held in pieces.
-using CellText = std::function<std::string(std::size_t row, std::size_t column)>;
+/// Any characters: the table itself makes them visible.
+struct Cell {
+  std::string text;
+  Ink ink = Ink::plain;
+
+  // What most cells are is simply their text.
+  Cell(std::string cellText, Ink cellInk = Ink::plain)  // NOLINT(google-explicit-constructor)
+      : text(std::move(cellText)), ink(cellInk) {}
+};
+
+/// Asked twice for each cell, so that a table of any length is never held in pieces.
+using CellText = std::function<Cell(std::size_t row, std::size_t column)>;
+
+struct TableStyle {
+  Paint paint = Paint::off;  ///< headings are bold, and cells have their ink, only when on
+  /// Columns of the screen. The last column gives way to keep lines within them.
+  std::size_t width = std::numeric_limits<std::size_t>::max();
+};
 
 /// What stands for a value that is not there.
 inline constexpr std::string_view kAbsent = "-";
@@ -31,6 +49,9 @@ inline constexpr std::size_t kWidestCell = 60;
 /// A line of headings and a line for each row, each ended by a line feed, without blanks at the
 /// end of a line. Columns are two blanks apart and as wide as their widest cell.
 std::string textTable(std::span<const TextColumn> columns, std::size_t rowCount,
-                      const CellText& cellText, HeadingStyle style);
+                      const CellText& cellText, const TableStyle& style);
+
+/// `text` as it is, in the ink if there is paint.
+std::string inked(std::string_view text, Ink ink, Paint paint);
 
 }  // namespace tavrine

@@ -41,6 +41,16 @@ TEST(FindingsText, leavesOutWhatIsNotKnown) {
             "2 losses (line dropped: 1, element dropped: 1)\n");
 }
 
+TEST(FindingsText, quotesNoJSON) {
+  Findings findings;
+  add(findings, FindingOutcome::elementDropped, finding({}, {}, "runs[0]", "\"paused\"", "a"));
+  add(findings, FindingOutcome::defaultUsed, finding({}, {}, "tier", "1.5", "b"));
+  EXPECT_EQ(findingsText(findings),
+            "runs[0]: \"paused\" element dropped: a\n"
+            "tier: 1.5 default used: b\n"
+            "2 losses (element dropped: 1, default used: 1)\n");
+}
+
 TEST(FindingsText, isSilentAboutWhatIsMeantToBePassedOver) {
   Findings findings;
   add(findings, FindingOutcome::headerSkipped, finding(1, {}, "", "index, name", "a header"));

@@ -53,5 +53,15 @@ INSTANTIATE_TEST_SUITE_P(Values, NumberText,
                          }),
                          rowName);
 
+TEST(SignificantDigits, areAtMostSoMany) {
+  EXPECT_EQ(significantDigits(0, 4), "0");
+  EXPECT_EQ(significantDigits(2, 4), "2");
+  EXPECT_EQ(significantDigits(1.23456, 4), "1.235");
+  EXPECT_EQ(significantDigits(0.000123456, 4), "0.0001235");
+  EXPECT_EQ(significantDigits(0.0000123456, 4), "1.235e-05");
+  EXPECT_EQ(significantDigits(123456, 4), "1.235e+05");
+  EXPECT_EQ(significantDigits(kNaN, 4), "nan");
+}
+
 }  // namespace
 }  // namespace tavrine

@@ -12,11 +12,11 @@ using Rows = std::vector<std::vector<std::string>>;
 
 const std::vector<TextColumn> kColumns = {{"Name"}, {"Size", Alignment::right}, {"State"}};
 
-std::string table(const Rows& rows, HeadingStyle style = HeadingStyle::plain) {
+std::string table(const Rows& rows, const TableStyle& style = {}) {
   return textTable(
       kColumns,
       rows.size(),
-      [&rows](std::size_t row, std::size_t column) { return rows[row][column]; },
+      [&rows](std::size_t row, std::size_t column) -> Cell { return rows[row][column]; },
       style);
 }
 
@@ -60,9 +60,57 @@ TEST(TextTable, cutsACellAtTheWidest) {
 }
 
 TEST(TextTable, canHaveABoldHeading) {
-  EXPECT_EQ(table({{"a", "1", "x"}}, HeadingStyle::bold),
+  EXPECT_EQ(table({{"a", "1", "x"}}, {.paint = Paint::on}),
             "\x1B[1mName  Size  State\x1B[0m\n"
             "a        1  x\n");
+}
+
+TEST(TextTable, putsInkOnTheTextAndNotOnTheBlanksAroundIt) {
+  const auto cells = [](std::size_t, std::size_t column) -> Cell {
+    return {column == 0 ? "a" : "1", column == 1 ? Ink::red : Ink::plain};
+  };
+  EXPECT_EQ(textTable(kColumns, 1, cells, {.paint = Paint::on}),
+            "\x1B[1mName  Size  State\x1B[0m\n"
+            "a        \x1B[31m1\x1B[0m  1\n");
+  EXPECT_EQ(textTable(kColumns, 1, cells, {}),
+            "Name  Size  State\n"
+            "a        1  1\n");
+}
+
+TEST(TextTable, cutsTheLastColumnToFitTheScreen) {
+  const Rows rows = {{"a", "1", "a state of many words"}, {"b", "2", "short"}};
+  const std::string whole = table(rows);
+  EXPECT_EQ(table(rows, {.width = 33}), whole);
+  EXPECT_EQ(table(rows, {.width = 32}),
+            "Name  Size  State\n"
+            "a        1  a state of many wor\u2026\n"
+            "b        2  short\n");
+  const std::string narrowest =
+      "Name  Size  State\n"
+      "a        1  a state o\u2026\n"
+      "b        2  short\n";
+  EXPECT_EQ(table(rows, {.width = 22}), narrowest);
+  EXPECT_EQ(table(rows, {.width = 21}), narrowest);
+  EXPECT_EQ(table(rows, {.width = 0}), narrowest);
+}
+
+TEST(TextTable, looksNoFurtherIntoACellThanItShows) {
+  const std::string mark = "\u0301";
+  std::string marks = "e";
+  for (int i = 0; i < 1'000'000; ++i) marks += mark;
+  const std::string shown = table({{marks, "1", "x"}});
+  EXPECT_LT(shown.size(), 1000U);
+  EXPECT_NE(shown.find("\u2026  "), std::string::npos);
+}
+
+TEST(Inked, isTheTextWhereThereIsNoPaint) {
+  EXPECT_EQ(inked("a", Ink::green, Paint::off), "a");
+  EXPECT_EQ(inked("a", Ink::plain, Paint::on), "a");
+  EXPECT_EQ(inked("a", Ink::bold, Paint::on), "\x1B[1ma\x1B[0m");
+  EXPECT_EQ(inked("a", Ink::faint, Paint::on), "\x1B[2ma\x1B[0m");
+  EXPECT_EQ(inked("a", Ink::red, Paint::on), "\x1B[31ma\x1B[0m");
+  EXPECT_EQ(inked("a", Ink::green, Paint::on), "\x1B[32ma\x1B[0m");
+  EXPECT_EQ(inked("a", Ink::yellow, Paint::on), "\x1B[33ma\x1B[0m");
 }
 
 }  // namespace

@@ -1,30 +1,61 @@
-"""The inputs under tests/golden, and which runs of the program make the expected outputs beside them.
+"""The inputs under tests/golden, and which runs of the program make the expected outputs.
 
-An input NAME.csv has beside it NAME.json, NAME.table.txt and NAME.findings.txt. The tests compare,
-`approve` rewrites; both learn from here what there is.
+Beside an input stand its expected outputs: NAME.json, NAME.table.txt and NAME.findings.txt for
+NAME.csv, say. What needs no input has its expected output elsewhere, such as the schemas in docs.
+The tests compare, `approve` rewrites; both learn from here what there is.
 """
 
 import pathlib
+import re
+from typing import NamedTuple
 
 ROOT = pathlib.Path(__file__).resolve().parent
+SCHEMAS = ROOT.parents[1] / "docs/schema"
 
-# Folder of inputs -> the command that reads them. A new kind is one line here.
-COMMANDS = {
-    "nvidia_smi": ["parse", "gpus"],
-    "nvidia_smi/handmade": ["parse", "gpus"],
+
+class Form(NamedTuple):
+    ending: str       # of the expected output's name
+    arguments: list   # of the program, in front of the input's name
+    stream: str       # where the output comes out
+
+
+def parse_forms(kind):
+    return [Form(".json", ["parse", kind, "--pretty"], "stdout"),
+            Form(".table.txt", ["parse", kind, "--table"], "stdout"),
+            Form(".findings.txt", ["parse", kind, "--findings"], "stderr")]
+
+
+# Folder of inputs -> their ending, and what is made of each. A new kind is one line here.
+FOLDERS = {
+    "nvidia_smi": (".csv", parse_forms("gpus")),
+    "nvidia_smi/handmade": (".csv", parse_forms("gpus")),
+    "snapshot": (".json", [Form(".check.txt", ["check"], "stdout"),
+                           Form(".show.txt", ["show"], "stdout")]),
 }
 
-# What an expected output's name ends with -> the options that make it, and where it comes out.
-FORMS = {
-    ".json": (["--pretty"], "stdout"),
-    ".table.txt": (["--table"], "stdout"),
-    ".findings.txt": (["--findings"], "stderr"),
+# Arguments -> the expected output, for runs that need no input.
+WITHOUT_INPUT = {
+    ("schema",): SCHEMAS / "AppSnapshot.schema.json",
+    ("schema", "GPUProcessStat"): SCHEMAS / "GPUProcessStat.schema.json",
 }
+
+
+class Case(NamedTuple):
+    arguments: list
+    expected: pathlib.Path
+    stream: str
 
 
 def cases():
-    """Yields (input, expected output, arguments, stream) for every expected output."""
-    for folder, command in COMMANDS.items():
-        for source in sorted((ROOT / folder).glob("*.csv")):
-            for ending, (options, stream) in FORMS.items():
-                yield source, source.with_suffix(ending), command + options + [str(source)], stream
+    for folder, (ending, forms) in FOLDERS.items():
+        for source in sorted((ROOT / folder).glob("*" + ending)):
+            for form in forms:
+                yield Case(form.arguments + [str(source)], source.with_suffix(form.ending),
+                           form.stream)
+    for arguments, expected in WITHOUT_INPUT.items():
+        yield Case(list(arguments), expected, "stdout")
+
+
+def settled(output):
+    """The output without what changes with the time of day."""
+    return re.sub(rb"\A(Snapshot of [-0-9: UTC]+), taken .*", rb"\1, taken some time ago", output)

@@ -279,6 +279,10 @@ void Checker::checkNumber(std::size_t place) const {
     for (const std::string value : {"-12.5", "1e+300", "5e-324"}) {
       expectReads(objectOf(with(members, place, value)), with(members, place, value));
     }
+    const auto hashWith = [&](const std::string& value) {
+      return subject.read(objectOf(with(members, place, value)), nullptr).hash;
+    };
+    EXPECT_EQ(hashWith("-0.0"), hashWith("0.0")) << "equal numbers hash equally";
   }
   for (const std::string& value : bad) {
     const std::string document = objectOf(with(members, place, value));

@@ -8,8 +8,9 @@
 // Checked are: the document itself, both ways and in both styles; for each key what it does when it
 // is missing, null, of every wrong type, malformed, out of range, spelled with an escape or there
 // twice; bad elements at every position of every list; unknown keys; keys in any order; which of
-// several failures is told; that every field takes part in equality and hash; and that the table
-// lists the members as they lie in memory. Findings are checked along with the records.
+// several failures is told; that every field takes part in equality and hash, and that 0.0 and -0.0
+// hash equally in each; and that the table lists the members as they lie in memory. Findings are
+// checked along with the records.
 //
 // A key is required, or optional when its member is a std::optional, unless the test says
 // otherwise. The rules are stated here and not taken from the record's table, because the table is

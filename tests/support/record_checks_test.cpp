@@ -3,7 +3,10 @@
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -120,6 +123,38 @@ const RecordTable& Careless::table() {
 
 TEST(CheckRecord, noticesAFieldThatDoesNotCount) {
   EXPECT_TRUE(isFoundWrong([] { checkRecord(Careless{1, 2}, R"({"first":1,"second":2})"); }));
+}
+
+/// Its hash tells apart what its comparison does not.
+struct MindsSigns {
+  double value;
+
+  bool operator==(const MindsSigns&) const = default;
+  static const RecordTable& table();
+};
+
+const RecordTable& MindsSigns::table() {
+  using R = MindsSigns;
+  static constexpr auto fields = fieldsOf<R>(field<&R::value>());
+  static constexpr RecordTable table{"MindsSigns", fields};
+  return table;
+}
+
+}  // namespace
+}  // namespace tavrine
+
+template <>
+struct std::hash<tavrine::MindsSigns> {
+  std::size_t operator()(const tavrine::MindsSigns& record) const noexcept {
+    return std::hash<std::uint64_t>()(std::bit_cast<std::uint64_t>(record.value));
+  }
+};
+
+namespace tavrine {
+namespace {
+
+TEST(CheckRecord, noticesThatEqualNumbersHashDifferently) {
+  EXPECT_TRUE(isFoundWrong([] { checkRecord(MindsSigns{2.5}, R"({"value":2.5})"); }));
 }
 
 // Two members of one type, listed the wrong way round: everything else about them is right.

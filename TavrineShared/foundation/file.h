@@ -1,0 +1,42 @@
+// Whole files: read at once, and replaced at once.
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <string_view>
+
+namespace tavrine {
+
+/// The bytes of a file, in memory of their own.
+class FileBytes {
+ public:
+  FileBytes(std::unique_ptr<char[]> bytes, std::size_t size)
+      : bytes_(std::move(bytes)), size_(size) {}
+
+  std::string_view text() const { return {bytes_.get(), size_}; }
+
+ private:
+  std::unique_ptr<char[]> bytes_;
+  std::size_t size_;
+};
+
+/// Everything in a regular file. Throws `std::filesystem::filesystem_error` for whatever cannot be
+/// read, also for what is no regular file: nobody knows how long a FIFO or a device would take.
+FileBytes readFile(const std::filesystem::path& path);
+
+/// Puts `bytes` in the place of the file at `path`, in one step: whoever reads meanwhile gets the
+/// old file or the new one, whole, and so does whoever reads after a loss of power. The folder must
+/// exist. The new file has the permissions of any new file. A symbolic link at `path` is replaced,
+/// not followed.
+///
+/// Throws `std::filesystem::filesystem_error`; then the old file is untouched and nothing is left
+/// behind. A process that is killed leaves a file `.tavrine-XXXXXXXXXXXXXXXX.tmp` in the folder,
+/// which the next one to write there removes.
+void replaceFile(const std::filesystem::path& path, std::string_view bytes);
+
+/// The current user's: of the environment's HOME, or else of the user database. Throws
+/// `std::filesystem::filesystem_error` where neither knows it.
+std::filesystem::path homeDirectory();
+
+}  // namespace tavrine

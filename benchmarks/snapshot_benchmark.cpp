@@ -1,0 +1,134 @@
+// A whole snapshot as pretty JSON, tens of megabytes of every kind of record, beside simdjson (the
+// fastest parser there is) and nlohmann/json (the one most people use).
+
+#include <TavrineShared/model/app_snapshot.h>
+#include <TavrineShared/model/json_conventions.h>
+
+#include "benchmarks/comparison.h"
+#include "benchmarks/json_tasks.h"
+#include "benchmarks/large_lab.h"
+#include "benchmarks/nlohmann_records.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <random>
+#include <utility>
+
+namespace tavrine::benchmarks {
+
+namespace {
+
+// The same values with the keys of every object in random order, as agents may send them.
+std::string withShuffledKeys(const std::string& document) {
+  std::mt19937 random(7);
+  const std::function<nlohmann::ordered_json(const nlohmann::ordered_json&)> shuffled =
+      [&](const nlohmann::ordered_json& value) -> nlohmann::ordered_json {
+    if (value.is_array()) {
+      auto list = nlohmann::ordered_json::array();
+      for (const auto& element : value) list.push_back(shuffled(element));
+      return list;
+    }
+    if (!value.is_object()) return value;
+    std::vector<std::string> keys;
+    for (const auto& [key, member] : value.items()) keys.push_back(key);
+    std::shuffle(keys.begin(), keys.end(), random);
+    auto object = nlohmann::ordered_json::object();
+    for (const std::string& key : keys) object[key] = shuffled(value[key]);
+    return object;
+  };
+  return shuffled(nlohmann::ordered_json::parse(document)).dump(2);
+}
+
+std::string badProcesses(std::size_t count) {
+  constexpr std::string_view kKinds[] =
+      {R"({"pid":1})", "7", "null", R"({"pid":"x","owner":3})", R"({"pid":1e999})", "\"text\""};
+  std::string document = R"({"timestamp":"2026-01-01T00:00:00Z","processes":[)";
+  for (std::size_t i = 0; i < count; ++i) {
+    if (i != 0) document += ',';
+    document += kKinds[i % std::size(kKinds)];
+  }
+  return document + "]}";
+}
+
+int run(int argc, char** argv) {
+  keepHeap();
+  const AppSnapshot snapshot = largeLab();
+  const AppSnapshot twin = snapshot;
+  const std::string pretty = encode(snapshot, JSONStyle::pretty);
+  const std::string shuffled = withShuffledKeys(pretty);
+  const simdjson::padded_string padded(pretty);
+
+  // Figures beside somebody who does other work would say nothing.
+  if (decode<AppSnapshot>(shuffled) != snapshot ||
+      nlohmann::json::parse(pretty).get<AppSnapshot>() != snapshot ||
+      decode<AppSnapshot>(nlohmann::json(snapshot).dump(2)) != snapshot) {
+    std::fprintf(stderr, "the sides do not read and write the same snapshot\n");
+    return 1;
+  }
+
+  const auto decodeSnapshot = [](const std::string& document) {
+    return [&document] { benchmark::DoNotOptimize(decode<AppSnapshot>(document)); };
+  };
+
+  Comparison table("A snapshot of " + std::to_string(snapshot.servers.size()) + " servers, " +
+                   std::to_string(pretty.size() / 1'000'000) + " MB of pretty JSON; simdjson " +
+                   "runs its " + simdjson::get_active_implementation()->name() + " code");
+  table.task("decode", pretty.size(), decodeSnapshot(pretty));
+  table.task("decode, fresh memory", pretty.size(), withFreshMemory(decodeSnapshot(pretty)));
+  table.task("decode, keys shuffled", shuffled.size(), decodeSnapshot(shuffled));
+  table.task("validate", pretty.size(), validation(pretty));
+  table.task("encode", pretty.size(), [&snapshot] {
+    benchmark::DoNotOptimize(encode(snapshot, JSONStyle::pretty));
+  });
+  table.task("hash", pretty.size(), [&snapshot] {
+    benchmark::DoNotOptimize(std::hash<AppSnapshot>()(snapshot));
+  });
+  table.task("compare two equal ones", pretty.size(), [&snapshot, &twin] {
+    const bool areEqual = snapshot == twin;
+    benchmark::DoNotOptimize(areEqual);
+  });
+  table.task("simdjson raw parse", pretty.size(), rawParse(padded));
+  table.task("simdjson raw parse, warm", pretty.size(), warmRawParse(padded));
+  table.task("nlohmann decode by macros", pretty.size(), [&pretty] {
+    benchmark::DoNotOptimize(nlohmann::json::parse(pretty).get<AppSnapshot>());
+  });
+  table.task("nlohmann to_json and dump(2)", pretty.size(), [&snapshot] {
+    benchmark::DoNotOptimize(nlohmann::json(snapshot).dump(2));
+  });
+  std::string copy(pretty.size(), ' ');
+  table.task("memcpy of the document", pretty.size(), [&pretty, &copy] {
+    std::copy(pretty.begin(), pretty.end(), copy.begin());
+    benchmark::DoNotOptimize(copy.data());
+  });
+
+  table.row("decode, fresh memory", "simdjson raw parse", 0.45, 0.7);
+  table.row("decode", "simdjson raw parse, warm", 0.45, 0.7);
+  table.row("decode", "nlohmann decode by macros", 9, 20);
+  table.row("decode, keys shuffled", "decode", 0.55, 0.8);
+  table.row("validate", "simdjson raw parse", 0.85, 1.2);
+  table.row("validate", "simdjson raw parse, warm", 0.85, 1.2);
+  table.row("encode", "nlohmann to_json and dump(2)", 6, 12);
+  table.row("decode", "memcpy of the document");
+  table.row("encode", "memcpy of the document");
+  table.row("hash", "memcpy of the document");
+  table.row("compare two equal ones", "memcpy of the document");
+
+  const std::size_t added = peakAllocation([&pretty] { decode<AppSnapshot>(pretty); });
+  table.figure("memory added by decoding, of the document",
+               static_cast<double>(added) / static_cast<double>(pretty.size()),
+               "",
+               1.1);
+  const std::string bad = badProcesses(1'000'000);
+  table.figure("a lenient list of 1,000,000 bad elements",
+               bestSeconds(7, [&bad] { benchmark::DoNotOptimize(decode<AppSnapshot>(bad)); }),
+               "s",
+               0.15);
+  return table.run(argc, argv);
+}
+
+}  // namespace
+
+}  // namespace tavrine::benchmarks
+
+int main(int argc, char** argv) { return tavrine::benchmarks::run(argc, argv); }

@@ -1,0 +1,102 @@
+#include "companion/snapshot/check_report.h"
+
+#include "companion/views/findings_text.h"
+#include "companion/views/quantity_text.h"
+#include "companion/views/record_table.h"
+#include "companion/views/visible_text.h"
+
+#include <TavrineShared/model/app_snapshot.h>
+#include <TavrineShared/model/field_table.h>
+#include <TavrineShared/model/json_conventions.h>
+#include <TavrineShared/model/json_schema.h>
+
+#include <array>
+#include <map>
+
+namespace tavrine {
+
+namespace {
+
+std::vector<RecordCount> countRecords(const AppSnapshot& snapshot) {
+  std::map<const RecordTable*, std::int64_t> counts;
+  visitRecords(AppSnapshot::table(), &snapshot, [&counts](const RecordTable& table, const void*) {
+    ++counts[&table];
+  });
+  std::vector<RecordCount> list;
+  for (const RecordTable* const table : recordsWithin(AppSnapshot::table())) {
+    if (table == &AppSnapshot::table()) continue;
+    list.push_back({std::string(table->name), counts[table]});
+  }
+  return list;
+}
+
+constexpr auto kColumns = std::to_array<RecordColumn<RecordCount>>({
+    {{"Record"}, [](const RecordCount& row) -> Cell { return row.record; }},
+    {{"Count", Alignment::right},
+     [](const RecordCount& row) -> Cell { return std::to_string(row.count); }},
+});
+
+}  // namespace
+
+const RecordTable& RecordCount::table() {
+  using R = RecordCount;
+  static constexpr auto fields = fieldsOf<R>(field<&R::record>(), field<&R::count>());
+  static constexpr RecordTable table{"RecordCount", fields};
+  return table;
+}
+
+const RecordTable& CheckError::table() {
+  using R = CheckError;
+  static constexpr auto fields =
+      fieldsOf<R>(field<&R::path>(), field<&R::reason>(), field<&R::found>());
+  static constexpr RecordTable table{"CheckError", fields};
+  return table;
+}
+
+const RecordTable& CheckReport::table() {
+  using R = CheckReport;
+  static constexpr auto fields = fieldsOf<R>(field<&R::isSnapshot>(),
+                                             field<&R::error>(),
+                                             field<&R::timestamp>(),
+                                             field<&R::records>(),
+                                             field<&R::lossCount>(),
+                                             field<&R::findings>(),
+                                             field<&R::findingsNotListed>());
+  static constexpr RecordTable table{"CheckReport", fields};
+  return table;
+}
+
+CheckReport checkSnapshot(std::string_view document, Findings& findings) {
+  CheckReport report{};
+  try {
+    const auto snapshot = decode<AppSnapshot>(document, &findings);
+    report.isSnapshot = true;
+    report.timestamp = snapshot.timestamp;
+    report.records = countRecords(snapshot);
+  } catch (const DecodingError& error) {
+    report.error = CheckError{error.path(), error.reason(), error.found()};
+  }
+  report.lossCount = static_cast<std::int64_t>(findings.lossCount());
+  report.findings = findings.losses();
+  const std::size_t notListed = findings.lossCount() - report.findings.size();
+  if (notListed > 0) report.findingsNotListed = static_cast<std::int64_t>(notListed);
+  return report;
+}
+
+std::string checkText(const CheckReport& report, const Findings& findings,
+                      const TableStyle& style) {
+  if (report.error) {
+    std::string text = "no snapshot: ";
+    if (!report.error->path.empty()) text.append(visibleText(report.error->path)).append(": ");
+    text.append(visibleText(report.error->reason));
+    if (!report.error->found.empty()) {
+      text.append(" (").append(visibleText(report.error->found)).append(")");
+    }
+    return text.append("\n");
+  }
+  std::string text = "a snapshot of " + timeText(*report.timestamp) + "\n\n";
+  text.append(recordTable<RecordCount>(report.records, kColumns, style)).append("\n");
+  return text.append(findingsText(findings));
+}
+
+}  // namespace tavrine

@@ -1,0 +1,53 @@
+// What can be said of a document that should be a snapshot.
+#pragma once
+
+#include "companion/views/text_table.h"
+
+#include <TavrineShared/foundation/timestamp.h>
+#include <TavrineShared/model/findings.h>
+#include <TavrineShared/model/record.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tavrine {
+
+/// How many records of one kind a snapshot holds.
+struct RecordCount {
+  std::string record;
+  std::int64_t count;
+
+  static const RecordTable& table();
+};
+
+/// Why a document is no snapshot.
+struct CheckError {
+  std::string path;  ///< empty for the document as a whole
+  std::string reason;
+  std::string found;  ///< what stood there; empty when nothing did
+
+  static const RecordTable& table();
+};
+
+struct CheckReport {
+  bool isSnapshot;
+  std::optional<CheckError> error;     ///< when it is none
+  std::optional<Timestamp> timestamp;  ///< when it is one
+  std::vector<RecordCount> records;    ///< of each kind, also of those that it holds none of
+  std::int64_t lossCount;
+  std::vector<Finding> findings;                  ///< the losses
+  std::optional<std::int64_t> findingsNotListed;  ///< those beyond, when there were too many
+
+  static const RecordTable& table();
+};
+
+/// `findings` takes all that was met on the way.
+CheckReport checkSnapshot(std::string_view document, Findings& findings);
+
+/// A line that says what it is, a table of the counts and, unless nothing was lost, the losses.
+std::string checkText(const CheckReport& report, const Findings& findings, const TableStyle& style);
+
+}  // namespace tavrine

@@ -1,0 +1,56 @@
+#include "companion/shell/input.h"
+#include "companion/shell/json_output.h"
+#include "companion/shell/output.h"
+#include "companion/snapshot/check_report.h"
+#include "companion/snapshot/snapshot_verbs.h"
+
+#include <TavrineShared/model/json_conventions.h>
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <string>
+
+namespace tavrine {
+
+namespace {
+
+struct CheckOptions {
+  std::string file;
+  JSONOptions json;
+  ColorChoice color = ColorChoice::automatic;
+};
+
+ExitStatus check(const CheckOptions& options) {
+  const std::string document = readInput(options.file);
+  Findings findings;
+  const CheckReport report = checkSnapshot(document, findings);
+  if (options.json.isAskedFor()) {
+    writeJSON(encode(report, options.json.style()));
+  } else {
+    writeOutput(checkText(report, findings, {.paint = paint(options.color)}));
+  }
+  if (!report.isSnapshot) return ExitStatus::trouble;
+  return report.lossCount > 0 ? ExitStatus::findings : ExitStatus::fine;
+}
+
+}  // namespace
+
+void addCheckVerb(CLI::App& program, Action& chosen) {
+  CLI::App& app =
+      addCommand(program,
+                 "check",
+                 "Tells what a snapshot holds, and what was lost.",
+                 {"tavrine check ~/.tavrine/latest.json", "tavrine check --json snapshot.json"});
+  app.footer(app.get_footer() +
+             "\n\nExit status: 0 nothing was lost, 1 something was, 2 it is no snapshot.");
+  const auto options = std::make_shared<CheckOptions>();
+  app.add_option("FILE", options->file, "what to check; - is standard input")
+      ->required()
+      ->type_name("");
+  addJSONOptions(app, options->json, "the answer as JSON");
+  addColorOption(app, options->color);
+  app.callback([&chosen, options] { chosen = [options] { return check(*options); }; });
+}
+
+}  // namespace tavrine

@@ -1,0 +1,13 @@
+// The verbs that work on a whole snapshot: `check`, `schema` and `show`.
+#pragma once
+
+#include "companion/shell/usage.h"
+
+namespace tavrine {
+
+/// Each adds its verb to the program; when it is what the user asked for, `chosen` is set.
+void addCheckVerb(CLI::App& program, Action& chosen);
+void addSchemaVerb(CLI::App& program, Action& chosen);
+void addShowVerb(CLI::App& program, Action& chosen);
+
+}  // namespace tavrine

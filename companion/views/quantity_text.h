@@ -1,0 +1,36 @@
+// Quantities, times and what may be missing, as people read them in a table.
+#pragma once
+
+#include <TavrineShared/foundation/timestamp.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tavrine {
+
+/// Up to one decimal and the unit, put together as given: "84.2%"; a dash for no value.
+std::string withUnit(const std::optional<double>& value, std::string_view unit);
+
+/// "45.2 GiB", from MiB or from GiB.
+std::string gibibytesOfMB(double mebibytes);
+std::string gibibytes(double gibibytes);
+
+std::string watts(double value);
+
+/// A dash for no value.
+std::string countText(const std::optional<std::int64_t>& value);
+std::string orAbsent(const std::optional<std::string>& value);
+
+/// "2026-11-15 17:48:25 UTC"; a dash for what no calendar holds.
+std::string timeText(Timestamp time);
+
+/// The two largest units: "45 s", "12 min", "2 h 13 min", "3 d 4 h"; a dash for what is negative
+/// or no number.
+std::string durationText(double seconds);
+
+/// "3 min ago", "in 2 h"; "now" within a second. Only the largest unit.
+std::string agoText(Timestamp time, Timestamp now);
+
+}  // namespace tavrine
