@@ -14,8 +14,13 @@
 
 namespace {
 
-std::size_t allocated = 0;
-std::size_t mostAllocated = 0;
+bool isCounting = false;  // only where asked for: it takes time
+std::ptrdiff_t allocated = 0;
+std::ptrdiff_t mostAllocated = 0;
+
+std::ptrdiff_t sizeOf(void* bytes) {
+  return static_cast<std::ptrdiff_t>(malloc_usable_size(bytes));
+}
 
 }  // namespace
 
@@ -24,13 +29,15 @@ std::size_t mostAllocated = 0;
 [[gnu::noinline]] void* operator new(std::size_t size) {
   void* const bytes = std::malloc(size);
   if (bytes == nullptr) throw std::bad_alloc();
-  allocated += malloc_usable_size(bytes);
-  mostAllocated = std::max(mostAllocated, allocated);
+  if (isCounting) {
+    allocated += sizeOf(bytes);
+    mostAllocated = std::max(mostAllocated, allocated);
+  }
   return bytes;
 }
 
 [[gnu::noinline]] void operator delete(void* bytes) noexcept {
-  allocated -= malloc_usable_size(bytes);
+  if (isCounting) allocated -= sizeOf(bytes);
   std::free(bytes);
 }
 
@@ -99,8 +106,10 @@ const char* verdict(double ratio, double floor, double aim) {
 
 }  // namespace
 
-void Comparison::task(const std::string& name, std::size_t bytes, std::function<void()> run) {
-  tasks_.push_back({.name = name, .bytes = bytes, .run = std::move(run)});
+void Comparison::task(const std::string& name, std::size_t bytes, std::function<void()> run,
+                      std::function<void()> around) {
+  tasks_.push_back(
+      {.name = name, .bytes = bytes, .run = std::move(run), .around = std::move(around)});
 }
 
 void Comparison::program(const std::string& name, std::size_t bytes, const std::string& command) {
@@ -139,7 +148,19 @@ int Comparison::run(int argc, char** argv) {
     if (task.run == nullptr) continue;
     benchmark::RegisterBenchmark(task.name.c_str(),
                                  [&task](benchmark::State& state) {
-                                   for (auto _ : state) task.run();
+                                   for (auto _ : state) {
+                                     if (task.around == nullptr) {
+                                       task.run();
+                                       continue;
+                                     }
+                                     state.PauseTiming();
+                                     task.around();
+                                     state.ResumeTiming();
+                                     task.run();
+                                     state.PauseTiming();
+                                     task.around();
+                                     state.ResumeTiming();
+                                   }
                                  })
         ->Repetitions(kRepetitions)
         ->MinTime(kSecondsPerRepetition);
@@ -200,10 +221,11 @@ void Comparison::print() const {
 }
 
 std::size_t peakAllocation(const std::function<void()>& run) {
-  const std::size_t before = allocated;
-  mostAllocated = allocated;
+  allocated = mostAllocated = 0;
+  isCounting = true;
   run();
-  return mostAllocated - before;
+  isCounting = false;
+  return static_cast<std::size_t>(mostAllocated);
 }
 
 double bestSeconds(int runs, const std::function<void()>& run) {

@@ -7,7 +7,10 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
+#include <optional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace tavrine::benchmarks {
@@ -16,8 +19,25 @@ class Comparison {
  public:
   explicit Comparison(std::string title) : title_(std::move(title)) {}
 
-  /// A task over `bytes` of input, which gives its rate.
-  void task(const std::string& name, std::size_t bytes, std::function<void()> run);
+  /// A task over `bytes` of input, which gives its rate. What is done `around` it, if anything,
+  /// before and after each run, is not measured.
+  void task(const std::string& name, std::size_t bytes, std::function<void()> run,
+            std::function<void()> around = nullptr);
+
+  /// A task that makes something: what it takes to destroy that again is not measured.
+  template <class Make>
+  void making(const std::string& name, std::size_t bytes, Make make,
+              std::function<void()> around = nullptr) {
+    const auto made = std::make_shared<std::optional<std::invoke_result_t<Make>>>();
+    task(
+        name,
+        bytes,
+        [made, make] { made->emplace(make()); },
+        [made, around] {
+          made->reset();
+          if (around != nullptr) around();
+        });
+  }
 
   /// A task that another program measures: `command` prints the CPU seconds of each of its runs,
   /// one per line. It runs once, before the other tasks.
@@ -38,7 +58,8 @@ class Comparison {
   struct Task {
     std::string name;
     std::size_t bytes;
-    std::function<void()> run;         ///< empty when `seconds` are given
+    std::function<void()> run;  ///< empty when `seconds` are given
+    std::function<void()> around = nullptr;
     std::vector<double> seconds = {};  ///< of each run, when another program measured them
   };
   struct Row {

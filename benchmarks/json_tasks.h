@@ -20,7 +20,6 @@
 #include <limits>
 #include <memory>
 #include <string>
-#include <utility>
 
 namespace tavrine::benchmarks {
 
@@ -32,14 +31,8 @@ inline void keepHeap() {
   mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
 }
 
-/// The same task on a heap that owns no free memory and gives back what it got.
-inline std::function<void()> withFreshMemory(std::function<void()> task) {
-  return [task = std::move(task)] {
-    malloc_trim(0);
-    task();
-    malloc_trim(0);
-  };
-}
+/// To be done between tasks that are to find a heap that owns no free memory.
+inline void giveBackHeap() { malloc_trim(0); }
 
 inline std::function<void()> validation(const std::string& document) {
   return [&document] {
@@ -49,10 +42,12 @@ inline std::function<void()> validation(const std::string& document) {
   };
 }
 
-inline std::function<void()> rawParse(const simdjson::padded_string& document) {
+/// Makes the parser with its DOM.
+inline auto rawParse(const simdjson::padded_string& document) {
   return [&document] {
     simdjson::dom::parser parser;
     benchmark::DoNotOptimize(parser.parse(document).error());
+    return parser;
   };
 }
 

@@ -21,20 +21,31 @@ constexpr bool endsPlainText(char c) {
          static_cast<unsigned char>(c) >= 0x80;
 }
 
-/// True if the bytes at `p` are those of `text`. Nearly all keys have 8 to 24 characters, which
-/// three overlapping words cover without a loop or a branch that the processor would have to guess.
+/// The bits in which the `Word`s at `p` and at `q` differ.
+template <class Word>
+Word difference(const char* p, const char* q) {
+  Word a;
+  Word b;
+  std::memcpy(&a, p, sizeof a);
+  std::memcpy(&b, q, sizeof b);
+  return a ^ b;
+}
+
+/// True if the bytes at `p` are those of `text`. Nearly all keys have up to 24 characters, which
+/// overlapping words cover without a loop or a branch that the processor would have to guess.
 inline bool equal(const char* p, std::string_view text) {
   const char* const t = text.data();
   const std::size_t size = text.size();
-  const auto differ = [p, t](std::size_t at) {
-    std::uint64_t a;
-    std::uint64_t b;
-    std::memcpy(&a, p + at, sizeof a);
-    std::memcpy(&b, t + at, sizeof b);
-    return a ^ b;
+  const auto differ = [p, t](auto word, std::size_t at) {
+    return difference<decltype(word)>(p + at, t + at);
   };
   if (size >= 8 && size <= 24) {
-    return (differ(0) | differ((size - 8) / 2) | differ(size - 8)) == 0;
+    constexpr std::uint64_t kWord = 0;
+    return (differ(kWord, 0) | differ(kWord, (size - 8) / 2) | differ(kWord, size - 8)) == 0;
+  }
+  if (size >= 4 && size < 8) {
+    constexpr std::uint32_t kWord = 0;
+    return (differ(kWord, 0) | differ(kWord, size - 4)) == 0;
   }
   return std::memcmp(p, t, size) == 0;
 }

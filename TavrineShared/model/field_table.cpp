@@ -73,12 +73,11 @@ JSONResult decodeRecord(const RecordTable& table, JSONReader& reader, void* reco
   context.problem = outer.problem;
   if (reader.failed()) return JSONResult::notJSON;
 
-  for (std::size_t place = 0; place < count; ++place) {
-    if ((met & bit(place)) != 0) continue;
-    const Field& field = table.byKey[place];
+  for (std::uint64_t missing = table.missed & ~met; missing != 0; missing &= missing - 1) {
+    const Field& field = table.byKey[static_cast<std::size_t>(std::countr_zero(missing))];
     if (field.whenMissing == WhenMissing::takesDefault) {
       field.setDefault(field.member(record));
-    } else if (field.whenMissing == WhenMissing::fails && field.declared < failed) {
+    } else if (field.declared < failed) {
       failed = field.declared;
       here.key = field.key;
       context.tellMissingKey();

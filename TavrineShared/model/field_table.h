@@ -85,6 +85,7 @@ struct FieldSet {
   std::array<Field, N> byKey;
   std::array<std::uint8_t, kSlotCount> slots{};
   KeyHash hash{.factor = 0, .bits = std::bit_width(kSlotCount) - 1};
+  std::uint64_t missed = 0;
 };
 
 struct RecordTable {
@@ -93,10 +94,16 @@ struct RecordTable {
   std::span<const Field> byKey;         ///< the same in ascending byte order of the keys
   std::span<const std::uint8_t> slots;  ///< places in `byKey`, at the hash of the key or after it
   KeyHash hash;
+  std::uint64_t missed;  ///< a bit for each place in `byKey` whose key does something when missing
 
   template <std::size_t N>
   constexpr RecordTable(std::string_view recordName, const FieldSet<N>& set)
-      : name(recordName), fields(set.inOrder), byKey(set.byKey), slots(set.slots), hash(set.hash) {}
+      : name(recordName),
+        fields(set.inOrder),
+        byKey(set.byKey),
+        slots(set.slots),
+        hash(set.hash),
+        missed(set.missed) {}
 
   /// The place of a key in `byKey`; `fields.size()` for a key that the record does not have.
   std::size_t find(std::string_view key) const;
@@ -355,6 +362,8 @@ consteval FieldSet<sizeof...(Members)> fieldsOf(FieldOf<Members>... fields) {
     return a.key < b.key;
   });
   for (std::size_t i = 0; i < kCount; ++i) {
+    const bool isMissed = set.byKey[i].whenMissing != WhenMissing::staysEmpty;
+    set.missed |= static_cast<std::uint64_t>(isMissed) << i;
     for (std::size_t j = 0; j < i; ++j) {
       if (inOrder[i].key == inOrder[j].key) throw std::logic_error("a key stands twice");
     }

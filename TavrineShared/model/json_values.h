@@ -13,6 +13,8 @@
 #include <TavrineShared/model/record.h>
 #include <TavrineShared/model/vocabulary.h>
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -39,6 +41,24 @@ struct CodingPath {
 /// Whether a text may stand for a time. Recorder lines know numbers of seconds only.
 enum class TimeTexts : std::uint8_t { iso8601, none };
 
+/// How large the lists of one document came out, by the keys they stand under, for room to be made
+/// for their like: the runs of one lab hold about as many metrics each. A guess is never more than
+/// what the last such list really took, so no document gets more than twice the room it fills.
+class ListSizes {
+ public:
+  /// In bytes. The keys of the tables are told apart by where they stand in memory, and any mix-up
+  /// is only another guess.
+  std::size_t& of(std::string_view key) {
+    constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15U;
+    const auto place = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(key.data()));
+    return sizes_[(place * kFactor) >> (64U - kBits)];
+  }
+
+ private:
+  static constexpr unsigned kBits = 6;
+  std::array<std::size_t, std::size_t{1} << kBits> sizes_{};
+};
+
 struct ValueType;
 
 struct DecodingProblem {
@@ -56,6 +76,7 @@ struct DecodeContext {
   DecodingProblem* problem = nullptr;
   const CodingPath* problemBase = nullptr;  ///< problem paths count from below this node
   TimeTexts timeTexts = TimeTexts::iso8601;
+  ListSizes* listSizes = nullptr;  ///< of the document, where anyone keeps them
 
   /// Tells why the value at `path`, spelled `found`, could not be read as `type`. A problem deeper
   /// inside has been told already, and of a syntax error the reader itself knows most.
@@ -329,6 +350,26 @@ struct ValueForm<std::optional<T>> {
   }
 };
 
+namespace detail {
+
+/// Before the first element of a list is read.
+template <class T>
+void makeRoom(std::vector<T>& list, const DecodeContext& context) {
+  constexpr std::size_t kLeast = 4;
+  const bool isKnown = context.listSizes != nullptr && context.path != nullptr;
+  const std::size_t expected = isKnown ? context.listSizes->of(context.path->key) / sizeof(T) : 0;
+  list.reserve(std::max(expected, kLeast));
+}
+
+/// Behind the last one.
+template <class T>
+void rememberSize(const std::vector<T>& list, const DecodeContext& context) {
+  if (context.listSizes == nullptr || context.path == nullptr) return;
+  context.listSizes->of(context.path->key) = list.size() * sizeof(T);
+}
+
+}  // namespace detail
+
 /// A plain list: one bad element fails it.
 template <class T>
 struct ValueForm<std::vector<T>> {
@@ -340,6 +381,7 @@ struct ValueForm<std::vector<T>> {
     DecodeContext inner = context;
     inner.path = &here;
     for (; reader.nextElement(); ++here.index) {
+      if (here.index == 0) detail::makeRoom(list, context);
       const char* const start = reader.position();
       const JSONResult result = ValueForm<T>::decode(reader, list.emplace_back(), inner);
       if (result == JSONResult::ok) continue;
@@ -347,6 +389,7 @@ struct ValueForm<std::vector<T>> {
       reader.skipRestOfList();
       return JSONResult::inner;
     }
+    detail::rememberSize(list, context);
     return JSONResult::ok;
   }
   static bool encode(JSONWriter& writer, const std::vector<T>& list, const EncodeContext& context) {
@@ -450,11 +493,11 @@ void decodeLossyArray(JSONReader& reader, std::vector<T>& list, const DecodeCont
   DecodingProblem problem;
   DecodeContext lossy = detail::lossyContext(context, problem);
   lossy.path = lossy.problemBase = &here;
-  constexpr std::size_t kFirstCapacity = 4;
   for (; reader.nextElement(); ++here.index) {
-    if (here.index == 0) list.reserve(kFirstCapacity);
+    if (here.index == 0) detail::makeRoom(list, context);
     if (!detail::decodeLossyElement(reader, list.emplace_back(), lossy)) list.pop_back();
   }
+  detail::rememberSize(list, context);
 }
 
 /// An integer that may be missing or null, which both give no value. A number that is no integer

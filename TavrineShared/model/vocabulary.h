@@ -28,6 +28,7 @@
 #include <optional>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 namespace tavrine {
 
@@ -76,15 +77,21 @@ class Vocabulary {
 
   /// The case whose raw value is exactly `text`; titles, case names and other letter cases are not.
   static constexpr std::optional<V> fromRawValue(std::string_view text) {
-    for (const auto& entry : V::kEntries) {
-      if (entry.rawValue == text) return entry.value;
-    }
-    return std::nullopt;
+    return caseOf(text, std::make_index_sequence<V::kEntries.size()>());
   }
 
   static constexpr AllCases<V> allCases() { return {}; }
 
  private:
+  // Written out for each entry, since texts of a length known to the compiler are compared at once.
+  template <std::size_t... I>
+  static constexpr std::optional<V> caseOf(std::string_view text, std::index_sequence<I...>) {
+    std::optional<V> found;
+    static_cast<void>(
+        ((text == V::kEntries[I].rawValue && (found = V::kEntries[I].value, true)) || ...));
+    return found;
+  }
+
   constexpr const auto& entry() const {
     // The tables list the cases in the order of the enum, which its unit test checks for each.
     const typename V::Case value = static_cast<const V&>(*this);

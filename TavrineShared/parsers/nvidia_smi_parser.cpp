@@ -238,16 +238,19 @@ bool parseLine(const Row& row, std::vector<GPUStat>& records) {
 
 // Room for the records that the rest of the text will hold if it goes on as it began. Copying
 // records into ever larger arrays, and the memory that has to be touched anew for each, would cost
-// as much as reading them. What the text promises is believed up to a factor only.
+// as much as reading them. What the text promises is believed as far as the records would take a
+// few times the room of the text, which those of real lines never do.
 void makeRoom(std::vector<GPUStat>& records, std::size_t bytesRead, std::size_t bytesInAll) {
-  constexpr std::size_t kFirst = 16;
-  constexpr std::size_t kMostGrowth = 16;
+  constexpr std::size_t kSample = 256;
+  constexpr std::size_t kMostRoom = 4;
+  constexpr double kMargin = 1.02;
   const std::size_t count = records.size();
-  if (count == 0) return records.reserve(kFirst);
+  if (count < kSample) return records.reserve(count == 0 ? 16 : count * 4);
   const double perRecord = static_cast<double>(bytesRead) / static_cast<double>(count);
   const auto expected =
-      static_cast<std::size_t>(static_cast<double>(bytesInAll) / perRecord) + kFirst;
-  records.reserve(std::clamp(expected, count * 2, count * kMostGrowth));
+      static_cast<std::size_t>(kMargin * static_cast<double>(bytesInAll) / perRecord);
+  const std::size_t credible = bytesInAll / sizeof(GPUStat) * kMostRoom;
+  records.reserve(std::max(count + count / 2, std::min(expected, credible)));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <TavrineShared/model/json_values.h>
 
 #include <TavrineShared/model/field_table.h>
+#include <TavrineShared/model/json_conventions.h>
 
 #include <gtest/gtest.h>
 
@@ -999,6 +1000,56 @@ TEST(CodingPath, showsAnyKeyInAReadableForm) {
   const CodingPath illFormed{&map, "a\xFF"};
   EXPECT_EQ(CodingPath::text(&longOne), "map." + excerpt(longKey));
   EXPECT_EQ(CodingPath::text(&illFormed), "map.a\xEF\xBF\xBD");
+}
+
+// --- Room for lists ---
+
+struct Lists {
+  std::vector<std::int64_t> small;
+  std::vector<std::string> large;
+  static const RecordTable& table() {
+    static constexpr auto fields =
+        fieldsOf<Lists>(field<&Lists::small>(), lossyList<&Lists::large>());
+    static constexpr RecordTable table{"Lists", fields};
+    return table;
+  }
+};
+
+std::string listsOf(std::size_t small, std::size_t large) {
+  const auto list = [](std::size_t count, const std::string& element) {
+    std::string text = "[";
+    for (std::size_t i = 0; i < count; ++i) text += (i == 0 ? "" : ",") + element;
+    return text + "]";
+  };
+  return R"({"small":)" + list(small, "1") + R"(,"large":)" + list(large, "\"a\"") + "}";
+}
+
+TEST(ListSizes, makeRoomForWhatTheLastSuchListHeld) {
+  const auto all =
+      decode<std::vector<Lists>>("[" + listsOf(100, 50) + "," + listsOf(100, 50) + "," +
+                                 listsOf(1, 1) + "," + listsOf(1, 1) + "," + listsOf(0, 0) + "]");
+  ASSERT_EQ(all.size(), 5U);
+  EXPECT_EQ(all[1].small.capacity(), 100U);
+  EXPECT_EQ(all[1].large.capacity(), 50U);
+  EXPECT_EQ(all[2].small.capacity(), 100U);  // a wrong guess, and the last of its kind
+  EXPECT_EQ(all[2].large.capacity(), 50U);
+  EXPECT_LE(all[3].small.capacity(), 4U);
+  EXPECT_LE(all[3].large.capacity(), 4U);
+  EXPECT_EQ(all[4].small.capacity(), 0U);
+  EXPECT_EQ(all[4].large.capacity(), 0U);
+}
+
+TEST(ListSizes, areCountedInBytesSoThatAMixUpCostsNoMore) {
+  ListSizes sizes;
+  const CodingPath path{nullptr, "key"};
+  DecodeContext context;
+  context.path = &path;
+  context.listSizes = &sizes;
+  detail::rememberSize(std::vector<char>(1000), context);
+  std::vector<std::string> list;
+  detail::makeRoom(list, context);
+  EXPECT_LE(list.capacity() * sizeof(std::string), 1000U);
+  EXPECT_GE(list.capacity(), 4U);
 }
 
 }  // namespace
