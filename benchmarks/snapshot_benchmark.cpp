@@ -3,14 +3,18 @@
 
 #include <TavrineShared/model/app_snapshot.h>
 #include <TavrineShared/model/json_conventions.h>
+#include <TavrineShared/store/snapshot_disk_store.h>
 
 #include "benchmarks/comparison.h"
 #include "benchmarks/json_tasks.h"
 #include "benchmarks/large_lab.h"
 #include "benchmarks/nlohmann_records.h"
+#include "tests/support/temporary_folder.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <random>
 #include <utility>
@@ -96,6 +100,22 @@ int run(int argc, char** argv) {
   table.making("nlohmann to_json and dump(2)", pretty.size(), [&snapshot] {
     return nlohmann::json(snapshot).dump(2);
   });
+  // The store syncs what it wrote, which nobody else does here; but that is waiting, not CPU time.
+  const TemporaryFolder folder;
+  const std::filesystem::path ours = folder / "ours.json";
+  const std::filesystem::path theirs = folder / "theirs.json";
+  SnapshotDiskStore::write(snapshot, ours);
+  table.task("store: write", pretty.size(), [&snapshot, &ours] {
+    SnapshotDiskStore::write(snapshot, ours);
+  });
+  table.making("store: read", pretty.size(), [&ours] { return SnapshotDiskStore::read(ours); });
+  table.task("nlohmann dump(2) to a file", pretty.size(), [&snapshot, &theirs] {
+    std::ofstream(theirs) << nlohmann::json(snapshot).dump(2);
+  });
+  table.making("nlohmann parse of a file", pretty.size(), [&ours] {
+    std::ifstream file(ours);
+    return nlohmann::json::parse(file).get<AppSnapshot>();
+  });
   std::string copy(pretty.size(), ' ');
   table.task("memcpy of the document", pretty.size(), [&pretty, &copy] {
     std::copy(pretty.begin(), pretty.end(), copy.begin());
@@ -109,6 +129,8 @@ int run(int argc, char** argv) {
   table.row("validate", "simdjson raw parse", 0.85, 1.2);
   table.row("validate", "simdjson raw parse, warm", 0.85, 1.2);
   table.row("encode", "nlohmann to_json and dump(2)", 6, 12);
+  table.row("store: read", "nlohmann parse of a file");
+  table.row("store: write", "nlohmann dump(2) to a file");
   table.row("decode", "memcpy of the document");
   table.row("encode", "memcpy of the document");
   table.row("hash", "memcpy of the document");
