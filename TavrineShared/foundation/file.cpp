@@ -177,12 +177,12 @@ FileBytes readFile(const fs::path& path) {
   // grow meanwhile, and those of /proc do not know their size.
   constexpr std::size_t kLeastCapacity = 4096;
   std::size_t capacity = std::max(static_cast<std::size_t>(status.st_size) + 1, kLeastCapacity);
-  auto bytes = std::make_unique_for_overwrite<char[]>(capacity);
+  FileBytes::Bytes bytes(new char[capacity]);  // not zeroed, as make_unique would have it
   std::size_t size = 0;
   while (const std::size_t got = readSome(file, &bytes[size], capacity - size, path)) {
     size += got;
     if (size < capacity) continue;
-    auto more = std::make_unique_for_overwrite<char[]>(capacity * 2);
+    FileBytes::Bytes more(new char[capacity * 2]);
     std::copy_n(bytes.get(), size, more.get());
     bytes = std::move(more);
     capacity *= 2;

@@ -11,13 +11,15 @@ namespace tavrine {
 /// The bytes of a file, in memory of their own.
 class FileBytes {
  public:
-  FileBytes(std::unique_ptr<char[]> bytes, std::size_t size)
-      : bytes_(std::move(bytes)), size_(size) {}
+  // NOLINTNEXTLINE(modernize-avoid-c-arrays): how many there are is known at run time only
+  using Bytes = std::unique_ptr<char[]>;
+
+  FileBytes(Bytes bytes, std::size_t size) : bytes_(std::move(bytes)), size_(size) {}
 
   std::string_view text() const { return {bytes_.get(), size_}; }
 
  private:
-  std::unique_ptr<char[]> bytes_;
+  Bytes bytes_;
   std::size_t size_;
 };
 

@@ -329,6 +329,7 @@ std::vector<UserRow> userRows(const AppSnapshot& snapshot) {
 template <class Row, class R>
 std::vector<Row> rowsOf(const std::vector<R>& records, Timestamp takenAt) {
   std::vector<Row> rows;
+  rows.reserve(records.size());
   for (const R& record : records) rows.push_back({&record, takenAt});
   return rows;
 }
