@@ -1,4 +1,4 @@
-// tavrine: what GPU servers print, as data and as tables.
+// tavrine: what GPU servers print, and snapshots of a whole lab, as data and as tables.
 //
 // Every verb is declared where it is done and only joined here. Data goes to standard output, words
 // for people to standard error; shell/exit_status.h says what the exit status means.
@@ -18,11 +18,13 @@ namespace tavrine {
 namespace {
 
 ExitStatus run(int argc, char** argv) {
-  CLI::App program("Reads what GPU servers print into records: JSON or tables.", "tavrine");
+  CLI::App program("Turns what GPU servers print into records, and shows snapshots of a lab.",
+                   "tavrine");
   describeProgram(program, "verb", {"tavrine query gpus | sh | tavrine parse gpus --table"});
-  program.footer(program.get_footer() +
-                 "\n\nExit status: 0 all is well, 1 something was lost (see --findings), 2 wrong\n"
-                 "usage, unreadable input or unwritable output.");
+  program.footer(
+      program.get_footer() +
+      "\n\nExit status: 0 all is well, 1 something was found to be lost, 2 wrong usage,\n"
+      "unreadable input or unwritable output.");
   program.set_version_flag("--version", "tavrine " TAVRINE_VERSION, "print the version");
 
   Action chosen;

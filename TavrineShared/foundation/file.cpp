@@ -66,9 +66,9 @@ constexpr const char* kCannotWrite = "cannot write";
 constexpr std::string_view kTemporaryPrefix = ".tavrine-";
 constexpr std::string_view kTemporarySuffix = ".tmp";
 constexpr std::size_t kTemporaryDigits = 16;
+constexpr std::string_view kHexadecimal = "0123456789abcdef";
 
 std::string newTemporaryName() {
-  constexpr std::string_view kHexadecimal = "0123456789abcdef";
   std::random_device random;
   std::string name(kTemporaryPrefix);
   for (std::size_t i = 0; i < kTemporaryDigits; ++i) name += kHexadecimal[random() & 0xFU];
@@ -77,7 +77,9 @@ std::string newTemporaryName() {
 
 bool isTemporaryName(std::string_view name) {
   return name.size() == kTemporaryPrefix.size() + kTemporaryDigits + kTemporarySuffix.size() &&
-         name.starts_with(kTemporaryPrefix) && name.ends_with(kTemporarySuffix);
+         name.starts_with(kTemporaryPrefix) && name.ends_with(kTemporarySuffix) &&
+         name.find_first_not_of(kHexadecimal, kTemporaryPrefix.size()) ==
+             name.size() - kTemporarySuffix.size();
 }
 
 bool locks(const Descriptor& file) { return ::flock(file.get(), LOCK_EX | LOCK_NB) == 0; }
@@ -87,6 +89,11 @@ bool isStillThere(const Descriptor& file) {
   return ::fstat(file.get(), &status) == 0 && status.st_nlink > 0;
 }
 
+bool isRegular(const Descriptor& file) {
+  struct stat status {};
+  return ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
 // Nothing depends on it, so whatever fails is left for the next time.
 void removeTemporariesOfTheDead(const fs::path& folder) {
   std::error_code ignored;
@@ -94,7 +101,7 @@ void removeTemporariesOfTheDead(const fs::path& folder) {
     const fs::path& path = entry->path();
     if (!isTemporaryName(path.filename().native())) continue;
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-    if (file.isOpen() && locks(file)) ::unlink(path.c_str());
+    if (file.isOpen() && isRegular(file) && locks(file)) ::unlink(path.c_str());
   }
 }
 
@@ -165,6 +172,12 @@ void syncFolder(const fs::path& folder) {
 
 }  // namespace
 
+void requireFileName(const fs::path& path) {
+  // What the system calls take ends at a NUL, and would name another file.
+  if (path.native().find('\0') != std::string::npos) throwError("not a file name", path, EINVAL);
+  if (!path.has_filename()) throwError("not a file name", path, EISDIR);
+}
+
 FileBytes readFile(const fs::path& path) {
   // Without O_NONBLOCK, opening a FIFO would wait for somebody to write into it.
   const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
@@ -191,6 +204,7 @@ FileBytes readFile(const fs::path& path) {
 }
 
 void replaceFile(const fs::path& path, std::string_view bytes) {
+  requireFileName(path);
   Temporary temporary(path);
   temporary.write(bytes);
   temporary.takeThePlace();

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 namespace tavrine {
 
@@ -27,6 +28,10 @@ class FileBytes {
 /// read, also for what is no regular file: nobody knows how long a FIFO or a device would take.
 FileBytes readFile(const std::filesystem::path& path);
 
+/// Throws `std::filesystem::filesystem_error` unless `path` ends in the name of a file; one that
+/// ends in a slash names a folder.
+void requireFileName(const std::filesystem::path& path);
+
 /// Puts `bytes` in the place of the file at `path`, in one step: whoever reads meanwhile gets the
 /// old file or the new one, whole, and so does whoever reads after a loss of power. The folder must
 /// exist. The new file has the permissions of any new file. A symbolic link at `path` is replaced,
@@ -34,7 +39,8 @@ FileBytes readFile(const std::filesystem::path& path);
 ///
 /// Throws `std::filesystem::filesystem_error`; then the old file is untouched and nothing is left
 /// behind. A process that is killed leaves a file `.tavrine-XXXXXXXXXXXXXXXX.tmp` in the folder,
-/// which the next one to write there removes.
+/// hexadecimal digits in it, which the next one to write there removes. To find such files, each
+/// call goes over the names in the folder.
 void replaceFile(const std::filesystem::path& path, std::string_view bytes);
 
 /// The current user's: of the environment's HOME, or else of the user database. Throws

@@ -59,7 +59,7 @@ struct SystemSensors {
   Timestamp capturedAt;
   std::vector<CPUTemperature> cpuTemperatures;
   std::vector<DiskIORate> diskIO;
-  std::vector<double> loadAverage;  ///< over 1, 5 and 15 minutes
+  std::vector<double> loadAverage;  ///< over 1, 5 and 15 minutes, as far as known
 
   /// The highest temperature; of equal ones, and of those that cannot be compared, the first.
   std::optional<double> peakCPUTempC() const;

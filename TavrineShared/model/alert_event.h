@@ -55,7 +55,7 @@ struct LabEventStoreSummary {
   std::string path;                        ///< directory on the server
   std::optional<std::string> selectedDay;  ///< the day whose events this snapshot holds
   std::int64_t selectedDayEventCount;
-  std::int64_t exportLimit;  ///< 5 when missing
+  std::int64_t exportLimit;  ///< of events in one report; 5 when missing
   std::int64_t sizeBytes;
   std::int64_t estimatedYearBytes;  ///< what a year will come to
   std::int64_t eventCount;
@@ -63,7 +63,8 @@ struct LabEventStoreSummary {
   std::int64_t alertThresholdBytes;  ///< the size that raises an alert; 50 GiB when missing
   std::string alertRecipient;        ///< e-mail address
   std::string emailTemplate;         ///< "operations" when missing
-  std::vector<std::string> availableEmailTemplates;  ///< "concise", "operations", "detailed"
+  /// "concise", "operations" and "detailed" when missing.
+  std::vector<std::string> availableEmailTemplates;
   std::optional<Timestamp> lastEmailAt;
   std::optional<std::string> lastEmailError;
   std::optional<Timestamp> lastTestEmailAt;

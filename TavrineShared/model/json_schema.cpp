@@ -11,6 +11,11 @@ namespace {
 
 constexpr std::string_view kDefinitions = "#/$defs/";
 
+constexpr std::string_view kReadersOfAll =
+    "What is written. Besides, readers take further keys, which they ignore, UUIDs in lower case, "
+    "and times with an offset such as +02:00 in place of Z. What else they make of a field stands "
+    "with it as x-reader.";
+
 std::string whatMissingGives(const Field& field) {
   switch (field.whenMissing) {
     case WhenMissing::fails:
@@ -127,6 +132,7 @@ std::string jsonSchema(const RecordTable& root, JSONStyle style) {
   writer.endObject();
   writeText(writer, "$ref", std::string(kDefinitions).append(root.name));
   writeText(writer, "$schema", "https://json-schema.org/draft/2020-12/schema");
+  writeText(writer, "description", kReadersOfAll);
   writeText(writer, "title", root.name);
   writer.endObject();
   return writer.take();

@@ -15,8 +15,8 @@ namespace tavrine {
 std::vector<const RecordTable*> recordsWithin(const RecordTable& root);
 
 /// The schema of `root`, with a definition of every record inside it. It describes what is written:
-/// nothing else is valid. What is read besides stands with each field, in words under "x-reader"
-/// and, where a default fills in, as its "default".
+/// nothing else is valid. What is read besides stands in words, once for all records under
+/// "description" and with each field under "x-reader", and where a default fills in, as "default".
 std::string jsonSchema(const RecordTable& root, JSONStyle style = JSONStyle::pretty);
 
 }  // namespace tavrine

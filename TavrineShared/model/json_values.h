@@ -42,8 +42,8 @@ struct CodingPath {
 enum class TimeTexts : std::uint8_t { iso8601, none };
 
 /// How large the lists of one document came out, by the keys they stand under, for room to be made
-/// for their like: the runs of one lab hold about as many metrics each. A guess is never more than
-/// what the last such list really took, so no document gets more than twice the room it fills.
+/// for their like: the runs of one lab hold about as many metrics each. A guess is what the last
+/// such list really took, so what guesses add is never more than what lists before them filled.
 class ListSizes {
  public:
   /// In bytes. The keys of the tables are told apart by where they stand in memory, and any mix-up

@@ -132,6 +132,7 @@ const RecordTable& NetworkSummary::table() {
   return table;
 }
 
+// The parameters have other names than for the caller, whose names are those of the members.
 NetworkSummary NetworkSummary::withSSHEvents(std::vector<SSHAuthEvent> events,
                                              std::optional<std::string> publicIP,
                                              std::string rawLog, std::string status,

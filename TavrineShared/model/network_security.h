@@ -13,7 +13,7 @@
 
 namespace tavrine {
 
-/// Traffic through one network interface, since it came up.
+/// Traffic through one network interface, as counted so far.
 struct NetworkInterfaceStat {
   std::string name;
   std::string kind;                           ///< in the agent's words
@@ -44,12 +44,11 @@ struct NetworkConnectionStat {
   std::optional<std::string> processName;
   std::optional<std::string> username;
   std::optional<std::int64_t> pid;
-  // Of the remote end:
-  std::optional<double> lat;
+  std::optional<double> lat;  ///< of the remote end, in degrees, as all down to `threatLabel`
   std::optional<double> lon;
   std::optional<std::string> countryCode;
   std::optional<std::string> countryName;
-  std::optional<std::string> asnLabel;  ///< its autonomous system
+  std::optional<std::string> asnLabel;  ///< autonomous system
   std::optional<double> threatScore;
   std::optional<std::string> threatLabel;
   std::optional<std::string> direction;  ///< inbound or outbound, in the agent's words
@@ -91,14 +90,13 @@ struct SSHAuthEvent {
   std::string id;    ///< given by the agent
   std::string type;  ///< in the agent's words
   std::string remoteIP;
-  std::string user;   ///< the account that was tried
-  std::int64_t port;  ///< at the remote end
-  // Of the remote end:
-  std::optional<double> lat;
+  std::string user;           ///< the account that was tried
+  std::int64_t port;          ///< at the remote end
+  std::optional<double> lat;  ///< of the remote end, in degrees, as all down to `threatScore`
   std::optional<double> lon;
   std::optional<std::string> countryCode;
   std::optional<std::string> countryName;
-  std::optional<std::string> asnLabel;  ///< its autonomous system
+  std::optional<std::string> asnLabel;  ///< autonomous system
   double threatScore;
   std::int64_t attemptCount;  ///< folded into this event; 1 when missing
   std::optional<Timestamp> firstSeen;
@@ -149,10 +147,9 @@ struct NetworkSummary {
 
   /// A copy with the SSH part of another report. An absent address clears the old one, since an
   /// address that is no longer known is no longer true; an absent retention keeps the old one.
-  NetworkSummary withSSHEvents(std::vector<SSHAuthEvent> events,
-                               std::optional<std::string> publicIP, std::string rawLog,
-                               std::string status,
-                               std::optional<RetentionStats> newRetention) const;
+  NetworkSummary withSSHEvents(  // NOLINT(readability-inconsistent-declaration-parameter-name)
+      std::vector<SSHAuthEvent> events, std::optional<std::string> serverPublicIP,
+      std::string rawLog, std::string status, std::optional<RetentionStats> retention) const;
 
   bool operator==(const NetworkSummary&) const = default;
   static const RecordTable& table();

@@ -80,8 +80,8 @@ struct StudentUsage {
   static const RecordTable& table();
 };
 
-/// How one server was used. In JSON, other than elsewhere, one bad entry of `students` fails the
-/// whole summary: a sum over users that silently lacks one would be wrong.
+/// How one server was used. In JSON one bad entry of `students` fails the whole summary: a summary
+/// that silently lacks a user would be wrong.
 struct UsageSummary {
   std::string serverName;
   Timestamp generatedAt;

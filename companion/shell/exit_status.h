@@ -10,7 +10,7 @@ namespace tavrine {
 enum class ExitStatus : std::uint8_t {
   fine = 0,
   findings = 1,  ///< the work was done, and something was lost on the way or the answer is "no"
-  trouble = 2,   ///< wrong usage, unreadable input or unwritable output
+  trouble = 2,   ///< wrong usage, input that is not what was asked for, or unwritable output
 };
 
 }  // namespace tavrine

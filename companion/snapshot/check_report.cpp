@@ -30,6 +30,23 @@ std::vector<RecordCount> countRecords(const AppSnapshot& snapshot) {
   return list;
 }
 
+std::optional<CheckError> whyNotWritable(const AppSnapshot& snapshot) {
+  try {
+    encode(snapshot);
+    return std::nullopt;
+  } catch (const EncodingError& error) {
+    return CheckError{error.path(), error.reason(), ""};
+  }
+}
+
+std::string errorText(const CheckError& error) {
+  std::string text;
+  if (!error.path.empty()) text.append(visibleText(error.path)).append(": ");
+  text.append(visibleText(error.reason));
+  if (!error.found.empty()) text.append(" (").append(visibleText(error.found)).append(")");
+  return text.append("\n");
+}
+
 constexpr auto kColumns = std::to_array<RecordColumn<RecordCount>>({
     {{"Record"}, [](const RecordCount& row) -> Cell { return row.record; }},
     {{"Count", Alignment::right},
@@ -58,6 +75,7 @@ const RecordTable& CheckReport::table() {
   static constexpr auto fields = fieldsOf<R>(field<&R::isSnapshot>(),
                                              field<&R::error>(),
                                              field<&R::timestamp>(),
+                                             field<&R::notWritable>(),
                                              field<&R::records>(),
                                              field<&R::lossCount>(),
                                              field<&R::findings>(),
@@ -71,8 +89,9 @@ CheckReport checkSnapshot(std::string_view document, Findings& findings) {
   try {
     const auto snapshot = decode<AppSnapshot>(document, &findings);
     report.isSnapshot = true;
-    report.timestamp = snapshot.timestamp;
+    report.timestamp = iso8601Text(snapshot.timestamp);
     report.records = countRecords(snapshot);
+    report.notWritable = whyNotWritable(snapshot);
   } catch (const DecodingError& error) {
     report.error = CheckError{error.path(), error.reason(), error.found()};
   }
@@ -83,20 +102,20 @@ CheckReport checkSnapshot(std::string_view document, Findings& findings) {
   return report;
 }
 
+bool isClean(const CheckReport& report) {
+  return report.isSnapshot && report.lossCount == 0 && !report.notWritable;
+}
+
 std::string checkText(const CheckReport& report, const Findings& findings,
                       const TableStyle& style) {
-  if (report.error) {
-    std::string text = "no snapshot: ";
-    if (!report.error->path.empty()) text.append(visibleText(report.error->path)).append(": ");
-    text.append(visibleText(report.error->reason));
-    if (!report.error->found.empty()) {
-      text.append(" (").append(visibleText(report.error->found)).append(")");
-    }
-    return text.append("\n");
-  }
-  std::string text = "a snapshot of " + timeText(*report.timestamp) + "\n\n";
+  if (report.error) return "no snapshot: " + errorText(*report.error);
+  std::string text = "a snapshot of " + report.timestamp.value_or("a time of no calendar") + "\n\n";
   text.append(recordTable<RecordCount>(report.records, kColumns, style)).append("\n");
-  return text.append(findingsText(findings));
+  text.append(findingsText(findings));
+  if (report.notWritable) {
+    text.append("it cannot be written again: ").append(errorText(*report.notWritable));
+  }
+  return text;
 }
 
 }  // namespace tavrine

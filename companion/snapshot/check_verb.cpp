@@ -31,7 +31,7 @@ ExitStatus check(const CheckOptions& options) {
     writeOutput(checkText(report, findings, {.paint = paint(options.color)}));
   }
   if (!report.isSnapshot) return ExitStatus::trouble;
-  return report.lossCount > 0 ? ExitStatus::findings : ExitStatus::fine;
+  return isClean(report) ? ExitStatus::fine : ExitStatus::findings;
 }
 
 }  // namespace

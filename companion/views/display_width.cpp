@@ -10,8 +10,6 @@ namespace tavrine {
 
 namespace {
 
-constexpr std::string_view kEllipsis = "\xE2\x80\xA6";
-
 bool takesNoColumn(UChar32 c) {
   constexpr UChar32 kSoftHyphen = 0xAD;
   constexpr std::uint32_t kInvisible =

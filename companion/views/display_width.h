@@ -7,6 +7,9 @@
 
 namespace tavrine {
 
+/// What stands for what was cut off.
+inline constexpr std::string_view kEllipsis = "\xE2\x80\xA6";
+
 /// The columns that `text` takes when it is shown: two for each wide character (as in Chinese,
 /// Japanese, Korean, and most emoji), none for combining marks, controls and invisible characters,
 /// one for all others. Where terminals disagree (characters of ambiguous width, emoji put together

@@ -47,10 +47,12 @@ std::string withUnit(const std::optional<double>& value, std::string_view unit) 
   return value ? upToOneDecimal(*value).append(unit) : std::string(kAbsent);
 }
 
-std::string gibibytesOfMB(double mebibytes) {
+double gibibytesIn(double mebibytes) {
   constexpr double kMBPerGB = 1024;
-  return gibibytes(mebibytes / kMBPerGB);
+  return mebibytes / kMBPerGB;
 }
+
+std::string gibibytesOfMB(double mebibytes) { return gibibytes(gibibytesIn(mebibytes)); }
 
 std::string gibibytes(double gibibytes) { return oneDecimal(gibibytes) + " GiB"; }
 

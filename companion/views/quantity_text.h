@@ -13,6 +13,9 @@ namespace tavrine {
 /// Up to one decimal and the unit, put together as given: "84.2%"; a dash for no value.
 std::string withUnit(const std::optional<double>& value, std::string_view unit);
 
+/// How many GiB so many MiB are.
+double gibibytesIn(double mebibytes);
+
 /// "45.2 GiB", from MiB or from GiB.
 std::string gibibytesOfMB(double mebibytes);
 std::string gibibytes(double gibibytes);
@@ -26,11 +29,12 @@ std::string orAbsent(const std::optional<std::string>& value);
 /// "2026-11-15 17:48:25 UTC"; a dash for what no calendar holds.
 std::string timeText(Timestamp time);
 
-/// The two largest units: "45 s", "12 min", "2 h 13 min", "3 d 4 h"; a dash for what is negative
-/// or no number.
+/// The two largest units: "45 s", "12 min", "2 h 13 min", "3 d 4 h"; a dash for what is negative,
+/// no number, or longer than 30,000 years.
 std::string durationText(double seconds);
 
-/// "3 min ago", "in 2 h"; "now" within a second. Only the largest unit.
+/// "3 min ago", "in 2 h"; "now" within half a second. Only the largest unit. A dash for no number
+/// and for more than 30,000 years.
 std::string agoText(Timestamp time, Timestamp now);
 
 }  // namespace tavrine

@@ -118,35 +118,30 @@ std::string usedOf(double used, double total) {
   return oneDecimal(used) + " / " + gibibytes(total);
 }
 
-double memoryUsedMB(const ServerSummary& server) {
+double sumOver(const std::vector<GPUStat>& gpus, double GPUStat::*figure) {
   double sum = 0;
-  for (const GPUStat& gpu : server.gpus) sum += gpu.memoryUsedMB;
-  return sum;
-}
-
-double memoryTotalMB(const ServerSummary& server) {
-  double sum = 0;
-  for (const GPUStat& gpu : server.gpus) sum += gpu.memoryTotalMB;
+  for (const GPUStat& gpu : gpus) sum += gpu.*figure;
   return sum;
 }
 
 std::string gpuMemory(double usedMB, double totalMB) {
-  constexpr double kMBPerGB = 1024;
-  return totalMB > 0 ? usedOf(usedMB / kMBPerGB, totalMB / kMBPerGB) : std::string(kAbsent);
+  return totalMB > 0 ? usedOf(gibibytesIn(usedMB), gibibytesIn(totalMB)) : std::string(kAbsent);
+}
+
+std::string gpuMemory(const ServerSummary& server) {
+  return gpuMemory(sumOver(server.gpus, &GPUStat::memoryUsedMB),
+                   sumOver(server.gpus, &GPUStat::memoryTotalMB));
 }
 
 std::string meanUtilization(const ServerSummary& server) {
   if (server.gpus.empty()) return std::string(kAbsent);
-  double sum = 0;
-  for (const GPUStat& gpu : server.gpus) sum += gpu.utilizationPercent;
+  const double sum = sumOver(server.gpus, &GPUStat::utilizationPercent);
   return withUnit(sum / static_cast<double>(server.gpus.size()), "%");
 }
 
 std::string sumOfPower(const ServerSummary& server) {
   if (server.gpus.empty()) return std::string(kAbsent);
-  double sum = 0;
-  for (const GPUStat& gpu : server.gpus) sum += gpu.powerDrawW;
-  return watts(sum);
+  return watts(sumOver(server.gpus, &GPUStat::powerDrawW));
 }
 
 Cell temperature(const GPUStat& gpu) {
@@ -175,20 +170,19 @@ constexpr auto kServerColumns = std::to_array<RecordColumn<ServerRow>>({
     {{"Util", Alignment::right},
      [](const ServerRow& row) -> Cell { return meanUtilization(*row.server); }},
     {{"GPU memory", Alignment::right},
-     [](const ServerRow& row) -> Cell {
-       return gpuMemory(memoryUsedMB(*row.server), memoryTotalMB(*row.server));
-     }},
-    {{"Power", Alignment::right},
+     [](const ServerRow& row) -> Cell { return gpuMemory(*row.server); }},
+    {{"Power", Alignment::right, Need::ifItFits},
      [](const ServerRow& row) -> Cell { return sumOfPower(*row.server); }},
-    {{"Runs", Alignment::right},
+    {{"Runs", Alignment::right, Need::ifItFits},
      [](const ServerRow& row) -> Cell { return std::to_string(row.server->activeRuns); }},
-    {{"Disk free", Alignment::right},
+    {{"Disk free", Alignment::right, Need::ifItFits},
      [](const ServerRow& row) -> Cell {
        return row.server->diskFreeGB ? gibibytes(*row.server->diskFreeGB) : std::string(kAbsent);
      }},
     {{"Last seen"},
      [](const ServerRow& row) -> Cell { return agoText(row.server->lastSeen, row.takenAt); }},
-    {{"Host"}, [](const ServerRow& row) -> Cell { return row.server->host; }},
+    {{"Host", Alignment::left, Need::ifItFits},
+     [](const ServerRow& row) -> Cell { return row.server->host; }},
 });
 
 constexpr auto kGPUColumns = std::to_array<RecordColumn<GPURow>>({
@@ -204,7 +198,7 @@ constexpr auto kGPUColumns = std::to_array<RecordColumn<GPURow>>({
     {{"Temp", Alignment::right}, [](const GPURow& row) -> Cell { return temperature(*row.gpu); }},
     {{"Power", Alignment::right},
      [](const GPURow& row) -> Cell { return watts(row.gpu->powerDrawW); }},
-    {{"Limit", Alignment::right},
+    {{"Limit", Alignment::right, Need::ifItFits},
      [](const GPURow& row) -> Cell { return watts(row.gpu->powerLimitW); }},
     {{"Name"}, [](const GPURow& row) -> Cell { return row.gpu->name; }},
 });
@@ -216,26 +210,28 @@ constexpr auto kRunColumns = std::to_array<RecordColumn<RunRow>>({
     {{"Health"}, [](const RunRow& row) -> Cell { return titleCell(row.run->health); }},
     {{"Loss", Alignment::right},
      [](const RunRow& row) -> Cell { return lossText(row.run->currentLoss); }},
-    {{"GPU", Alignment::right},
+    {{"GPU", Alignment::right, Need::ifItFits},
      [](const RunRow& row) -> Cell { return withUnit(row.run->gpuUtilization, "%"); }},
-    {{"GPU memory", Alignment::right},
+    {{"GPU memory", Alignment::right, Need::ifItFits},
      [](const RunRow& row) -> Cell { return usedOf(row.run->vramUsedGB, row.run->vramTotalGB); }},
-    {{"Power", Alignment::right},
+    {{"Power", Alignment::right, Need::ifItFits},
      [](const RunRow& row) -> Cell { return watts(row.run->powerDrawW); }},
-    {{"Started"},
+    {{"Started", Alignment::left, Need::ifItFits},
      [](const RunRow& row) -> Cell { return agoText(row.run->startedAt, row.takenAt); }},
-    {{"To go", Alignment::right},
+    {{"To go", Alignment::right, Need::ifItFits},
      [](const RunRow& row) -> Cell {
        return row.run->etaSeconds ? durationText(*row.run->etaSeconds) : std::string(kAbsent);
      }},
-    {{"Model"}, [](const RunRow& row) -> Cell { return orAbsent(row.run->modelName); }},
+    {{"Model", Alignment::left, Need::ifItFits},
+     [](const RunRow& row) -> Cell { return orAbsent(row.run->modelName); }},
 });
 
 constexpr auto kAlertColumns = std::to_array<RecordColumn<AlertRow>>({
     {{"Severity"}, [](const AlertRow& row) -> Cell { return titleCell(row.alert->severity); }},
     {{"When"},
      [](const AlertRow& row) -> Cell { return agoText(row.alert->timestamp, row.takenAt); }},
-    {{"About"}, [](const AlertRow& row) -> Cell { return subject(*row.alert); }},
+    {{"About", Alignment::left, Need::ifItFits},
+     [](const AlertRow& row) -> Cell { return subject(*row.alert); }},
     {{"Alert"}, [](const AlertRow& row) -> Cell { return row.alert->title; }},
     {{"Message"}, [](const AlertRow& row) -> Cell { return row.alert->message; }},
 });
@@ -246,37 +242,40 @@ constexpr auto kProcessColumns = std::to_array<RecordColumn<ProcessRow>>({
     {{"PID", Alignment::right},
      [](const ProcessRow& row) -> Cell { return std::to_string(row->pid); }},
     {{"User"}, [](const ProcessRow& row) -> Cell { return row->owner; }},
-    {{"Kind"}, [](const ProcessRow& row) -> Cell { return std::string(row->kind.title()); }},
+    {{"Kind", Alignment::left, Need::ifItFits},
+     [](const ProcessRow& row) -> Cell { return std::string(row->kind.title()); }},
     {{"GPU memory", Alignment::right},
      [](const ProcessRow& row) -> Cell {
        return row->gpuMemoryMB ? gibibytesOfMB(*row->gpuMemoryMB) : std::string(kAbsent);
      }},
-    {{"CPU", Alignment::right},
+    {{"CPU", Alignment::right, Need::ifItFits},
      [](const ProcessRow& row) -> Cell { return withUnit(row->cpuPercent, "%"); }},
-    {{"Memory", Alignment::right},
+    {{"Memory", Alignment::right, Need::ifItFits},
      [](const ProcessRow& row) -> Cell { return gibibytes(row->residentMemoryGB()); }},
-    {{"Elapsed", Alignment::right}, [](const ProcessRow& row) -> Cell { return row->elapsed; }},
+    {{"Elapsed", Alignment::right, Need::ifItFits},
+     [](const ProcessRow& row) -> Cell { return row->elapsed; }},
     {{"Command"}, [](const ProcessRow& row) -> Cell { return row->command; }},
 });
 
 constexpr auto kUserColumns = std::to_array<RecordColumn<UserRow>>({
     {{"User"}, [](const UserRow& row) -> Cell { return row.user->username; }},
     {{"Server"}, [](const UserRow& row) -> Cell { return row.summary->serverName; }},
-    {{"Days", Alignment::right},
+    {{"Days", Alignment::right, Need::ifItFits},
      [](const UserRow& row) -> Cell { return std::to_string(row.summary->days); }},
     {{"Processes", Alignment::right},
      [](const UserRow& row) -> Cell { return std::to_string(row.user->processCount); }},
-    {{"Training", Alignment::right},
+    {{"Training", Alignment::right, Need::ifItFits},
      [](const UserRow& row) -> Cell { return std::to_string(row.user->trainingProcessCount); }},
-    {{"CPU", Alignment::right},
+    {{"CPU", Alignment::right, Need::ifItFits},
      [](const UserRow& row) -> Cell { return withUnit(row.user->cpuPercent, "%"); }},
-    {{"Memory", Alignment::right},
+    {{"Memory", Alignment::right, Need::ifItFits},
      [](const UserRow& row) -> Cell { return gibibytes(row.user->memoryGB); }},
     {{"GPU memory", Alignment::right},
      [](const UserRow& row) -> Cell { return gibibytes(row.user->gpuMemoryGB); }},
-    {{"Logins", Alignment::right},
+    {{"Logins", Alignment::right, Need::ifItFits},
      [](const UserRow& row) -> Cell { return std::to_string(row.user->loginCount); }},
-    {{"Last login"}, [](const UserRow& row) -> Cell { return orAbsent(row.user->lastLogin); }},
+    {{"Last login", Alignment::left, Need::ifItFits},
+     [](const UserRow& row) -> Cell { return orAbsent(row.user->lastLogin); }},
 });
 
 // --- What goes into them ---
@@ -352,8 +351,9 @@ std::string summary(const AppSnapshot& snapshot, Timestamp now) {
     gpus += static_cast<std::int64_t>(server.gpus.size());
   }
   const auto servers = static_cast<std::int64_t>(snapshot.servers.size());
-  std::string text = "Snapshot of " + timeText(snapshot.timestamp) + ", taken " +
-                     agoText(snapshot.timestamp, now) + "\n";
+  std::string text = "Snapshot of " + timeText(snapshot.timestamp);
+  text.append(snapshot.timestamp > now ? ", by a clock that is ahead of this one, " : ", taken ");
+  text.append(agoText(snapshot.timestamp, now)).append("\n");
   text.append(counted(servers, "server", "servers")).append(", ");
   text.append(counted(gpus, "GPU", "GPUs"));
   if (gpus > 0) {

@@ -13,7 +13,6 @@ namespace tavrine {
 namespace {
 
 constexpr std::string_view kGap = "  ";
-constexpr std::string_view kEllipsis = "\xE2\x80\xA6";
 
 // To a width that gives way, but not beyond what still tells something.
 constexpr std::size_t kNarrowestLastColumn = 10;
@@ -73,38 +72,65 @@ class Line {
   std::size_t blanks_ = 0;
 };
 
-std::vector<std::size_t> columnWidths(std::span<const TextColumn> columns, std::size_t rowCount,
-                                      const CellText& cellText, std::size_t screenWidth) {
+// The columns that are shown, by their places in the table, and how wide each is.
+struct Layout {
+  std::vector<std::size_t> columns;
   std::vector<std::size_t> widths;
-  widths.reserve(columns.size());
+
+  std::size_t lineWidth() const {
+    return std::accumulate(widths.begin(), widths.end(), std::size_t{0}) +
+           kGap.size() * (widths.size() - 1);
+  }
+};
+
+Layout widestLayout(std::span<const TextColumn> columns, std::size_t rowCount,
+                    const CellText& cellText) {
+  Layout layout;
   for (std::size_t column = 0; column < columns.size(); ++column) {
     std::size_t width = displayWidth(columns[column].heading);
     for (std::size_t row = 0; row < rowCount; ++row) {
       const std::string shown = shownText(cellText(row, column).text, kWidestCell);
       width = std::max(width, displayWidth(shown));
     }
-    widths.push_back(width);
+    layout.columns.push_back(column);
+    layout.widths.push_back(width);
   }
-  const std::size_t all = std::accumulate(widths.begin(), widths.end(), std::size_t{0}) +
-                          kGap.size() * (widths.size() - 1);
-  if (all > screenWidth) {
-    const std::size_t excess = all - screenWidth;
-    std::size_t& last = widths.back();
-    const std::size_t least =
-        std::min(last, std::max(kNarrowestLastColumn, displayWidth(columns.back().heading)));
-    last = std::max(least, last - std::min(last, excess));
-  }
-  return widths;
+  return layout;
 }
 
-void addHeadings(std::string& out, std::span<const TextColumn> columns,
-                 std::span<const std::size_t> widths, Paint paint) {
-  std::string headings;
-  Line line(headings, Paint::off);
-  for (std::size_t column = 0; column < columns.size(); ++column) {
-    line.add(columns[column].heading, Ink::plain, columns[column].alignment, widths[column]);
+// How narrow the last column may get: half a number would be a wrong one, while the beginning of a
+// text still tells something.
+std::size_t leastWidth(const TextColumn& column, std::size_t width) {
+  if (column.alignment == Alignment::right) return width;
+  return std::min(width, std::max(kNarrowestLastColumn, displayWidth(column.heading)));
+}
+
+// False where every column has to stay.
+bool dropColumn(Layout& layout, std::span<const TextColumn> columns) {
+  for (std::size_t i = layout.columns.size(); i-- > 0;) {
+    if (columns[layout.columns[i]].need == Need::always) continue;
+    layout.columns.erase(layout.columns.begin() + static_cast<std::ptrdiff_t>(i));
+    layout.widths.erase(layout.widths.begin() + static_cast<std::ptrdiff_t>(i));
+    return true;
   }
-  out.append(inked(headings, Ink::bold, paint)).push_back('\n');
+  return false;
+}
+
+Layout layoutFor(std::span<const TextColumn> columns, std::size_t rowCount,
+                 const CellText& cellText, std::size_t screenWidth) {
+  Layout layout = widestLayout(columns, rowCount, cellText);
+  while (layout.lineWidth() > screenWidth) {
+    const std::size_t excess = layout.lineWidth() - screenWidth;
+    std::size_t& last = layout.widths.back();
+    const std::size_t least = leastWidth(columns[layout.columns.back()], last);
+    if (last >= least + excess) {
+      last -= excess;
+    } else if (!dropColumn(layout, columns)) {
+      last = least;
+      break;
+    }
+  }
+  return layout;
 }
 
 }  // namespace
@@ -116,15 +142,21 @@ std::string inked(std::string_view text, Ink ink, Paint paint) {
 
 std::string textTable(std::span<const TextColumn> columns, std::size_t rowCount,
                       const CellText& cellText, const TableStyle& style) {
-  const std::vector<std::size_t> widths = columnWidths(columns, rowCount, cellText, style.width);
-  std::string out;
-  addHeadings(out, columns, widths, style.paint);
+  const Layout layout = layoutFor(columns, rowCount, cellText, style.width);
+  std::string headings;
+  Line headingLine(headings, Paint::off);
+  for (std::size_t i = 0; i < layout.columns.size(); ++i) {
+    const TextColumn& column = columns[layout.columns[i]];
+    headingLine.add(column.heading, Ink::plain, column.alignment, layout.widths[i]);
+  }
+  std::string out = inked(headings, Ink::bold, style.paint).append("\n");
   for (std::size_t row = 0; row < rowCount; ++row) {
     Line line(out, style.paint);
-    for (std::size_t column = 0; column < columns.size(); ++column) {
+    for (std::size_t i = 0; i < layout.columns.size(); ++i) {
+      const std::size_t column = layout.columns[i];
       const Cell cell = cellText(row, column);
-      const std::size_t width = std::min(widths[column], kWidestCell);
-      line.add(shownText(cell.text, width), cell.ink, columns[column].alignment, widths[column]);
+      const std::size_t width = std::min(layout.widths[i], kWidestCell);
+      line.add(shownText(cell.text, width), cell.ink, columns[column].alignment, layout.widths[i]);
     }
     out.push_back('\n');
   }

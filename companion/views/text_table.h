@@ -16,9 +16,13 @@ enum class Alignment : std::uint8_t { left, right };
 enum class Ink : std::uint8_t { plain, bold, faint, green, yellow, red };
 enum class Paint : std::uint8_t { off, on };
 
+/// Whether a column is there however narrow the screen is.
+enum class Need : std::uint8_t { always, ifItFits };
+
 struct TextColumn {
   std::string_view heading;
   Alignment alignment = Alignment::left;
+  Need need = Need::always;
 };
 
 /// Any characters: the table itself makes them visible.
@@ -36,7 +40,8 @@ using CellText = std::function<Cell(std::size_t row, std::size_t column)>;
 
 struct TableStyle {
   Paint paint = Paint::off;  ///< headings are bold, and cells have their ink, only when on
-  /// Columns of the screen. The last column gives way to keep lines within them.
+  /// Columns of the screen. To keep lines within them the last column gives way first, then those
+  /// go that need not be there, from right to left; what is left then is longer than the screen.
   std::size_t width = std::numeric_limits<std::size_t>::max();
 };
 

@@ -6,6 +6,7 @@ Where the environment names a folder of further captures in TAVRINE_CORPUS, thos
 """
 
 import errno
+import fcntl
 import json
 import os
 import pathlib
@@ -15,9 +16,11 @@ import resource
 import select
 import shutil
 import signal
+import struct
 import subprocess
 import sys
 import tempfile
+import termios
 import threading
 import unittest
 
@@ -69,9 +72,11 @@ def run(*arguments, stdin=b"", **options):
                           env=environment(), **options)
 
 
-def run_on_terminal(*arguments, stdin=b"", typed=None, **env):
-    """stdout is a terminal; stderr is a pipe. With `typed`, stdin is the same terminal."""
+def run_on_terminal(*arguments, stdin=b"", typed=None, columns=0, **env):
+    """stdout is a terminal; stderr is a pipe. With `typed`, stdin is the same terminal. Without
+    `columns` nobody knows how wide it is."""
     ours, theirs = pty.openpty()
+    fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24 if columns else 0, columns, 0, 0))
     try:
         process = subprocess.Popen(
             [PROGRAM, *map(str, arguments)], stdin=subprocess.PIPE if typed is None else theirs,
@@ -131,7 +136,8 @@ class GoldenFiles(ProgramTest):
                 done = run(*arguments)
                 output = golden_cases.settled(getattr(done, stream))
                 self.assertEqual(output, expected.read_bytes())
-                self.assertEqual(done.returncode, 1 if re.search(rb"^\d+ loss", output, re.M) else 0)
+                losses = re.search(rb"^(tavrine: )?\d+ loss", done.stdout + done.stderr, re.M)
+                self.assertEqual(done.returncode, 1 if losses else 0)
                 count += 1
         self.assertGreaterEqual(count, 45)
 
@@ -366,8 +372,9 @@ class WrongUsage(ProgramTest):
         self.expect_usage(["parse", "gpus", "--color"], "--color: 1 required WHEN missing",
                           "tavrine parse gpus")
 
-        self.expect_usage(["show", "--processes=-1"],
-                          "--processes: must be a number, not -1", "tavrine show")
+        for count in ("-1", "ten", "1e3", " 1", "0x1", "1,5"):
+            self.expect_usage(["show", "--processes=" + count],
+                              "--processes: must be a number, not " + count, "tavrine show")
 
     def test_hostile_arguments_reach_no_terminal(self):
         self.expect_usage(["\x1b[2J\u202e"],
@@ -435,6 +442,28 @@ class Help(ProgramTest):
 class Check(ProgramTest):
     EMPTY = b'{"timestamp":"2026-11-15T17:48:25Z"}'
 
+    BEYOND = EMPTY[:-1] + b',"recorderHealth":[{"lastAlertSentAt":1e300}]}'
+
+    def test_of_what_cannot_be_written_again(self):
+        reason = "a time outside the years 0000 to 9999 has no JSON form"
+        done = run("check", "-", stdin=self.BEYOND)
+        self.assertEqual((done.returncode, done.stderr), (1, b""))
+        self.assertTrue(done.stdout.decode().endswith(
+            "nothing was lost\nit cannot be written again: "
+            f"recorderHealth[0].lastAlertSentAt: {reason}\n"))
+        report = json.loads(run("check", "--json", "-", stdin=self.BEYOND).stdout)
+        self.assertEqual(report["notWritable"], {"found": "", "reason": reason,
+                                                 "path": "recorderHealth[0].lastAlertSentAt"})
+
+    def test_of_a_time_that_no_calendar_holds(self):
+        document = b'{"timestamp":"9999-12-31T23:59:59-02:00"}'
+        done = run("check", "-", stdin=document)
+        self.assertEqual((done.returncode, done.stderr), (1, b""))
+        self.assertTrue(done.stdout.startswith(b"a snapshot of a time of no calendar\n"))
+        report = json.loads(run("check", "--json", "-", stdin=document).stdout)
+        self.assertTrue(report["isSnapshot"])
+        self.assertNotIn("timestamp", report)
+
     def counts(self, done):
         return {row["record"]: row["count"] for row in json.loads(done.stdout)["records"]}
 
@@ -464,7 +493,7 @@ class Check(ProgramTest):
     def test_of_one_with_nothing_in_it(self):
         done = run("check", "-", stdin=self.EMPTY)
         self.assertEqual((done.returncode, done.stderr), (0, b""))
-        self.assertTrue(done.stdout.startswith(b"a snapshot of 2026-11-15 17:48:25 UTC\n\nRecord"))
+        self.assertTrue(done.stdout.startswith(b"a snapshot of 2026-11-15T17:48:25Z\n\nRecord"))
         self.assertTrue(done.stdout.endswith(b"\nnothing was lost\n"))
 
     def test_of_what_is_no_snapshot(self):
@@ -510,7 +539,7 @@ class Show(ProgramTest):
     def test_json_is_without_what_was_lost_and_says_so(self):
         done = run("show", "--json", DAMAGED)
         self.assertEqual((done.returncode, done.stderr),
-                         (0, f"tavrine: 17 losses in {DAMAGED}; 'tavrine check' tells of what, and"
+                         (1, f"tavrine: 17 losses in {DAMAGED}; 'tavrine check' tells of what, and"
                              " why\n".encode()))
         again = run("check", "-", stdin=done.stdout)
         self.assertEqual(again.returncode, 0)
@@ -531,19 +560,64 @@ class Show(ProgramTest):
 
     def test_of_what_is_no_snapshot(self):
         self.expect(run("show", "-", stdin=b"{}"), 2, b"",
-                    b"tavrine: no snapshot in -: timestamp: required key is missing\n")
+                    b"tavrine: no snapshot in standard input: timestamp: required key is missing\n")
 
     def test_the_number_of_processes(self):
-        for count, title in ((0, None), (2, b"Top processes, 2 of 4\n"), (4, b"Processes\n")):
+        for count, title in ((0, None), (2, b"Top processes, 2 of 4\n"), (4, b"Processes\n"),
+                             ("004", b"Processes\n"), ("9" * 30, b"Processes\n")):
             with self.subTest(count):
                 text = run("show", "--processes", count, LAB).stdout
-                self.assertEqual(text.count(b"python"), min(count, 2))
+                self.assertEqual(text.count(b"python"), min(int(count), 2))
                 self.assertEqual(title in text if title else b"rocesses\n" not in text, True)
 
     def test_hostile_texts_reach_no_terminal(self):
-        shown = run("show", "--color=never", LAB).stdout.decode()
-        self.assertNotRegex(shown, "[\x00-\x09\x0b-\x1f\x7f]")
-        self.assertIn(r"python \x1b]0;owned\x07 sample.py", shown)
+        hostile = "\x1b]0;owned\x07\u009b2J\u202e\n"
+
+        def poisoned(value):
+            if isinstance(value, dict):
+                return {key: poisoned(member) for key, member in value.items()}
+            if isinstance(value, list):
+                return [poisoned(element) for element in value]
+            return value + hostile if isinstance(value, str) else value
+
+        def keep(clean, bad):
+            """What has a form of its own stays: words of a vocabulary, times, identifiers."""
+            if isinstance(clean, dict):
+                return {key: clean[key] if key in ("id", "state", "status", "health", "severity",
+                                                   "kind") or re.match(r"\d{4}-\d\d-\d\dT",
+                                                                       str(clean[key]))
+                        else keep(clean[key], bad[key]) for key in clean}
+            if isinstance(clean, list):
+                return [keep(c, b) for c, b in zip(clean, bad)]
+            return bad
+
+        lab = json.loads(LAB.read_bytes())
+        document = json.dumps(keep(lab, poisoned(lab))).encode()
+        done = run("show", "--processes", 100, "-", stdin=document)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        shown = done.stdout.decode()
+        self.assertNotRegex(shown, "[\x00-\x09\x0b-\x1f\x7f\x80-\x9f\u202e]")
+        self.assertEqual(len(shown.splitlines()), len(run("show", LAB).stdout.splitlines()))
+        self.assertGreater(shown.count(r"\x1b]0;owned"), 40)
+
+    def test_a_narrow_screen(self):
+        for columns in (80, 120):
+            with self.subTest(columns):
+                screen = run_on_terminal("show", LAB, columns=columns, NO_COLOR="1").stdout.decode()
+                widths = [len(line) + line.count("\u663e") + line.count("\u5361")
+                          for line in screen.splitlines()]
+                self.assertLessEqual(max(widths), columns)
+                self.assertGreater(max(widths), columns - 12)
+
+    def test_a_clock_that_is_ahead(self):
+        document = Check.EMPTY.replace(b"2026", b"9999")
+        self.assertRegex(run("show", "-", stdin=document).stdout,
+                         rb"\ASnapshot of 9999.* UTC, by a clock that is ahead of this one, in \d+ d\n")
+
+    def test_what_json_cannot_hold(self):
+        self.expect(run("show", "--json", "-", stdin=Check.BEYOND), 2, b"",
+                    b"tavrine: cannot print standard input as JSON: recorderHealth[0].lastAlertSentAt: "
+                    b"a time outside the years 0000 to 9999 has no JSON form\n")
 
     def test_columns_are_aligned_behind_wide_characters(self):
         lines = run("show", LAB).stdout.decode().splitlines()
@@ -575,8 +649,15 @@ class Schema(ProgramTest):
         schema = json.loads(run("schema").stdout)
         jsonschema.Draft202012Validator.check_schema(schema)
         validator = jsonschema.Draft202012Validator(schema)
-        for file in (LAB, DAMAGED):
-            validator.validate(json.loads(run("show", "--json", file).stdout))
+        corpus = golden_cases.ROOT.parents[1] / "fuzz/corpus"
+        outputs = 0
+        for file in [LAB, DAMAGED, *corpus.glob("app_snapshot/*"),
+                     *corpus.glob("snapshot_disk_store/*")]:
+            done = run("show", "--json", file)
+            if done.returncode < 2:
+                validator.validate(json.loads(done.stdout))
+                outputs += 1
+        self.assertGreater(outputs, 10)
         gpus = json.loads(run("parse", "gpus", H100).stdout)
         gpu_validator = jsonschema.Draft202012Validator(json.loads(run("schema", "GPUStat").stdout))
         for gpu in gpus:

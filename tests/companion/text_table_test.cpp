@@ -94,6 +94,24 @@ TEST(TextTable, cutsTheLastColumnToFitTheScreen) {
   EXPECT_EQ(table(rows, {.width = 0}), narrowest);
 }
 
+TEST(TextTable, leavesOutOnANarrowScreenWhatNeedNotBeThere) {
+  const std::vector<TextColumn> columns = {{"Name"},
+                                           {"A", Alignment::right, Need::ifItFits},
+                                           {"B", Alignment::right},
+                                           {"C", Alignment::right, Need::ifItFits}};
+  const auto cells = [](std::size_t, std::size_t column) -> Cell {
+    return std::string(column == 0 ? "name" : "12345");
+  };
+  const auto shown = [&](std::size_t width) {
+    return textTable(columns, 1, cells, {.width = width});
+  };
+  EXPECT_EQ(shown(25), "Name      A      B      C\nname  12345  12345  12345\n");
+  EXPECT_EQ(shown(24), "Name      A      B\nname  12345  12345\n");
+  EXPECT_EQ(shown(18), "Name      A      B\nname  12345  12345\n");
+  EXPECT_EQ(shown(17), "Name      B\nname  12345\n");
+  EXPECT_EQ(shown(0), "Name      B\nname  12345\n");  // a number is never cut
+}
+
 TEST(TextTable, looksNoFurtherIntoACellThanItShows) {
   const std::string mark = "\u0301";
   std::string marks = "e";

@@ -18,6 +18,7 @@
 #include <system_error>
 #include <thread>
 
+#include "tests/support/home_for_now.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tavrine {
@@ -195,7 +196,17 @@ TEST(ReplaceFile, refusesAMissingFolder) {
             std::errc::no_such_file_or_directory);
   EXPECT_EQ(errorOf([&] { replaceFile(folder.file("file", "") / "below", kOld); }),
             std::errc::not_a_directory);
-  EXPECT_EQ(errorOf([&] { replaceFile("", kOld); }), std::errc::no_such_file_or_directory);
+}
+
+TEST(ReplaceFile, refusesWhatNamesNoFile) {
+  const TemporaryFolder folder;
+  EXPECT_EQ(errorOf([&] { replaceFile("", kOld); }), std::errc::is_a_directory);
+  EXPECT_EQ(errorOf([&] { replaceFile(folder.path() / "new" / "", kOld); }),
+            std::errc::is_a_directory);
+  using std::string_literals::operator""s;
+  EXPECT_EQ(errorOf([&] { replaceFile(folder.path() / "nul\0x"s, kOld); }),
+            std::errc::invalid_argument);
+  EXPECT_TRUE(folder.names().empty());
 }
 
 TEST(ReplaceFile, refusesAFolderItMayNotWriteTo) {
@@ -288,47 +299,32 @@ TEST(ReplaceFile, leavesWhatOnlyResemblesATemporaryFile) {
   const std::vector<std::string> others = {".tavrine-.tmp",
                                            ".tavrine-0123456789abcde.tmp",
                                            ".tavrine-0123456789abcdef.tmpx",
+                                           ".tavrine-0123456789abcdeg.tmp",
+                                           ".tavrine-0123456789ABCDEF.tmp",
+                                           ".tavrine-my-precious_data.tmp",
                                            "x.tavrine-0123456789abcdef.tmp"};
   for (const std::string& name : others) folder.file(name, kOld);
+  const std::string fifo = ".tavrine-00000000000000f1.tmp";
+  ASSERT_EQ(::mkfifo((folder / fifo).c_str(), 0600), 0);
+  fs::create_directory(folder / ".tavrine-00000000000000d1.tmp");
   fs::create_symlink(folder.file("target", kOld), folder / kLeftName);
   replaceFile(folder / "file", kOld);
   for (const std::string& name : others) EXPECT_TRUE(fs::exists(folder / name)) << name;
+  EXPECT_TRUE(fs::exists(folder / fifo));
+  EXPECT_TRUE(fs::exists(folder / ".tavrine-00000000000000d1.tmp"));
   EXPECT_EQ(contentOf(folder / "target"), kOld);
 }
 
 // --- Home ---
 
-/// HOME as given, or not at all, for as long as this lives.
-class Home {
- public:
-  explicit Home(const char* value) {
-    if (const char* const before = std::getenv("HOME")) before_ = before;
-    set(value);
-  }
-  ~Home() { set(before_ ? before_->c_str() : nullptr); }
-  Home(const Home&) = delete;
-  Home& operator=(const Home&) = delete;
-
- private:
-  static void set(const char* value) {
-    if (value == nullptr) {
-      ::unsetenv("HOME");
-    } else {
-      ::setenv("HOME", value, 1);
-    }
-  }
-
-  std::optional<std::string> before_;
-};
-
 TEST(HomeDirectory, isTheEnvironments) {
-  const Home home("/home/of tulo");
+  const HomeForNow home("/home/of tulo");
   EXPECT_EQ(homeDirectory(), "/home/of tulo");
 }
 
 TEST(HomeDirectory, isElseTheUserDatabases) {
   for (const char* const value : {static_cast<const char*>(nullptr), ""}) {
-    const Home home(value);
+    const HomeForNow home(value);
     EXPECT_TRUE(homeDirectory().is_absolute());
   }
 }

@@ -146,11 +146,15 @@ TEST(JSONSchema, requiresWhatIsAlwaysWritten) {
 }
 
 TEST(JSONSchema, isADocumentOfItsOwn) {
-  EXPECT_EQ(jsonSchema(Inner::table(), JSONStyle::compact),
-            R"({"$defs":{"Inner":{"additionalProperties":false,)"
-            R"("properties":{"yes":{"type":"boolean","x-reader":"required"}},)"
-            R"("required":["yes"],"type":"object"}},"$ref":"#/$defs/Inner",)"
-            R"("$schema":"https://json-schema.org/draft/2020-12/schema","title":"Inner"})");
+  const std::string schema = jsonSchema(Inner::table(), JSONStyle::compact);
+  EXPECT_THAT(
+      schema,
+      testing::StartsWith(
+          R"({"$defs":{"Inner":{"additionalProperties":false,)"
+          R"("properties":{"yes":{"type":"boolean","x-reader":"required"}},)"
+          R"("required":["yes"],"type":"object"}},"$ref":"#/$defs/Inner",)"
+          R"("$schema":"https://json-schema.org/draft/2020-12/schema","description":"What)"));
+  EXPECT_THAT(schema, testing::EndsWith(R"(","title":"Inner"})"));
 }
 
 std::vector<std::string_view> namesWithin(const RecordTable& root) {

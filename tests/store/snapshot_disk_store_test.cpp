@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/home_for_now.h"
 #include "tests/support/temporary_folder.h"
 
 namespace tavrine {
@@ -56,25 +57,16 @@ bool isNumbered(const AppSnapshot& snapshot, std::size_t alerts) {
 // --- Where ---
 
 TEST(DefaultURL, isInTheHomeDirectory) {
-  const char* const home = std::getenv("HOME");
-  const std::string before = home == nullptr ? "" : home;
-  ::setenv("HOME", "/home/tulo", 1);
+  const HomeForNow tulo("/home/tulo");
   EXPECT_EQ(SnapshotDiskStore::defaultURL(), "/home/tulo/.tavrine/latest.json");
-  ::setenv("HOME", "/home/kesho", 1);  // looked up on each call
+  const HomeForNow kesho("/home/kesho");  // looked up on each call
   EXPECT_EQ(SnapshotDiskStore::defaultURL(), "/home/kesho/.tavrine/latest.json");
-  if (home == nullptr) {
-    ::unsetenv("HOME");
-  } else {
-    ::setenv("HOME", before.c_str(), 1);
-  }
 }
 
 TEST(DefaultURL, createsNothing) {
   const TemporaryFolder folder;
-  const std::string before = std::getenv("HOME") == nullptr ? "/" : std::getenv("HOME");
-  ::setenv("HOME", folder.path().c_str(), 1);
+  const HomeForNow home(folder.path().c_str());
   SnapshotDiskStore::defaultURL();
-  ::setenv("HOME", before.c_str(), 1);
   EXPECT_TRUE(folder.names().empty());
 }
 
@@ -197,6 +189,13 @@ TEST(SnapshotWrite, makesMissingFolders) {
   SnapshotDiskStore::write(snapshotAt(kTime), path);
   SnapshotDiskStore::write(snapshotAt(kTime), path);  // folders that are there are no error
   EXPECT_EQ(SnapshotDiskStore::read(path), snapshotAt(kTime));
+}
+
+TEST(SnapshotWrite, makesNoFolderForWhatNamesNoFile) {
+  const TemporaryFolder folder;
+  EXPECT_THROW(SnapshotDiskStore::write(snapshotAt(kTime), folder.path() / "latest.json" / ""),
+               fs::filesystem_error);
+  EXPECT_TRUE(folder.names().empty());
 }
 
 TEST(SnapshotWrite, passesOnThatAFolderCannotBeMade) {
