@@ -22,7 +22,13 @@
 #include <TavrineShared/model/status.h>
 #include <TavrineShared/model/training_run.h>
 #include <TavrineShared/model/usage.h>
+#include <TavrineShared/parsers/cpu_thermal_parser.h>
+#include <TavrineShared/parsers/disk_io_parser.h>
+#include <TavrineShared/parsers/gpu_process_stat_parser.h>
+#include <TavrineShared/parsers/load_avg_parser.h>
 #include <TavrineShared/parsers/nvidia_smi_parser.h>
+#include <TavrineShared/parsers/process_stat_parser.h>
 #include <TavrineShared/parsers/text_rules.h>
+#include <TavrineShared/recorder/recorder_line_parser.h>
 #include <TavrineShared/recorder/recorder_records.h>
 #include <TavrineShared/store/snapshot_disk_store.h>

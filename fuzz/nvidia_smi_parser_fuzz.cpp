@@ -16,9 +16,9 @@
 #include <optional>
 #include <set>
 #include <string_view>
-#include <utility>
 #include <vector>
 
+#include "fuzz/line_findings.h"
 #include "fuzz/require.h"
 #include "tests/support/naive_nvidia_smi_parser.h"
 #include "tests/support/naive_text.h"
@@ -59,44 +59,20 @@ void requireCounts(std::string_view text, std::size_t records, const Findings& f
   require(findings.count(FindingOutcome::repaired) == 0 || !isWellFormedUTF8(text),
           "what is well-formed needs no repair");
   require(findings.count() == findings.lossCount() + losses.headers, "headers alone are no loss");
-  require(findings.list().size() == findings.count(), "there is room for all findings");
 }
 
 void requireSense(std::string_view text, const Findings& findings) {
+  requireTellLines(text, findings);
+  requireInOrder(findings);
   std::set<std::string_view> fields;
   for (const Field& field : GPUStat::table().fields) fields.insert(field.key);
-  std::vector<std::u32string> lines(1);  // by number
-  for (const naive::Line& line : naive::linesOf(naive::decodedUTF8(text))) {
-    lines.resize(line.number + 1);
-    lines[line.number] = line.characters;
-  }
-
-  std::pair<std::int64_t, std::int64_t> last;
   for (const Finding& finding : findings.list()) {
-    require(finding.line && *finding.line >= 1 && std::cmp_less(*finding.line, lines.size()),
-            "a finding is about a line of the text");
-    const std::u32string& line = lines[static_cast<std::size_t>(*finding.line)];
-    require(!line.empty(), "a finding is about a line that is not empty");
-    require(!finding.column ||
-                (*finding.column >= 1 && std::cmp_less_equal(*finding.column, line.size() + 1)),
-            "a finding is about a place in the line");
-    const auto place = std::pair(*finding.line, finding.column.value_or(0));
-    require(last < place, "findings come in the order of the text, one for each place");
-    last = place;
-
-    const std::u32string found = naive::decodedUTF8(finding.found);
-    require(found.size() <= 80 && isWellFormedUTF8(finding.found), "what is shown is short");
-    require(!finding.reason.empty(), "a finding has a reason");
     const bool isAboutLine = finding.outcome == FindingOutcome::headerSkipped ||
                              finding.outcome == FindingOutcome::lineDropped;
     require(isAboutLine == !finding.column, "a finding is about a line or a column of it");
     require(
         isAboutLine || finding.outcome == FindingOutcome::ignored || fields.contains(finding.path),
         "a finding about a column names its field");
-    const std::size_t start = finding.column ? static_cast<std::size_t>(*finding.column) - 1 : 0;
-    const bool isCut = found.ends_with(U'\u2026') && found.size() == 80;
-    require(isCut || line.compare(start, found.size(), found) == 0,
-            "what is shown stands where the finding says");
   }
 }
 

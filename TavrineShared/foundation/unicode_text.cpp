@@ -78,18 +78,9 @@ bool isWhiteSpace(std::string_view bytes) {
   }
 }
 
-/// The length of the white space character at the start of `text`, or at its end; 0 for none. The
-/// end needs no decoding from the start: the first byte of each of these characters can only begin
-/// a character, whatever stands before it.
-std::size_t whiteSpaceAtStart(std::string_view text) {
-  if (text.empty()) return 0;
-  const std::size_t longest = byteAt(text, 0) < 0x80 ? 1 : std::min<std::size_t>(3, text.size());
-  for (std::size_t length = 1; length <= longest; ++length) {
-    if (isWhiteSpace(text.substr(0, length))) return length;
-  }
-  return 0;
-}
-
+/// The length of the white space character at the end of `text`; 0 for none. The end needs no
+/// decoding from the start: the first byte of each of these characters can only begin a character,
+/// whatever stands before it.
 std::size_t whiteSpaceAtEnd(std::string_view text) {
   if (text.empty()) return 0;
   const std::size_t size = text.size();
@@ -191,8 +182,16 @@ std::string repairedUTF8(std::string_view text) {
   }
 }
 
+std::size_t detail::longWhiteSpaceLength(std::string_view text) {
+  const std::size_t longest = std::min<std::size_t>(3, text.size());
+  for (std::size_t length = 2; length <= longest; ++length) {
+    if (isWhiteSpace(text.substr(0, length))) return length;
+  }
+  return 0;
+}
+
 std::string_view detail::trimmedAtLength(std::string_view text) {
-  while (const std::size_t length = whiteSpaceAtStart(text)) text.remove_prefix(length);
+  while (const std::size_t length = whiteSpaceLength(text)) text.remove_prefix(length);
   while (const std::size_t length = whiteSpaceAtEnd(text)) text.remove_suffix(length);
   return text;
 }

@@ -31,6 +31,16 @@ std::string repairedUTF8(std::string_view text);
 
 namespace detail {
 std::string_view trimmedAtLength(std::string_view text);
+std::size_t longWhiteSpaceLength(std::string_view text);
+}  // namespace detail
+
+/// The length, 1 to 3, of the white space character at the start of `text`; 0 when there is none.
+/// What white space is, `trimmed` tells.
+inline std::size_t whiteSpaceLength(std::string_view text) {
+  if (text.empty()) return 0;
+  const auto first = static_cast<unsigned char>(text.front());
+  if (first < 0x80) return first == ' ' || (first >= '\t' && first <= '\r') ? 1 : 0;
+  return first >= 0xC2 && first <= 0xE3 ? detail::longWhiteSpaceLength(text) : 0;
 }
 
 /// `text` without the white space at both ends, as a view into the same bytes. White space is

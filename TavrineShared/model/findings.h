@@ -23,6 +23,7 @@ class FindingOutcome : public Vocabulary<FindingOutcome> {
  public:
   enum Case : std::uint8_t {
     headerSkipped,
+    leftOut,
     lineDropped,
     readAsZero,
     readAsAbsent,
@@ -37,6 +38,7 @@ class FindingOutcome : public Vocabulary<FindingOutcome> {
   constexpr operator Case() const { return value_; }
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
       {headerSkipped, "header_skipped", "header line skipped"},
+      {leftOut, "left_out", "left out"},
       {lineDropped, "line_dropped", "line dropped"},
       {readAsZero, "read_as_zero", "read as 0"},
       {readAsAbsent, "read_as_absent", "read as absent"},
@@ -49,7 +51,7 @@ class FindingOutcome : public Vocabulary<FindingOutcome> {
   });
 
   /// False for what a reader is meant to pass over.
-  constexpr bool isLoss() const { return value_ != headerSkipped; }
+  constexpr bool isLoss() const { return value_ > leftOut; }
 
  private:
   Case value_;

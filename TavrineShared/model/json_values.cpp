@@ -87,12 +87,18 @@ void DecodeContext::tellMissingKey() const {
 void DecodeContext::tellRepeatedKey(std::string_view found) const {
   if (findings == nullptr) return;
   findings->add(FindingOutcome::ignored, [&] {
-    Finding finding{};
-    finding.path = CodingPath::text(path);
+    Finding finding = findingHere();
     finding.found = excerpt(found);
     finding.reason = "the key stands twice in its object; the first value counts";
     return finding;
   });
+}
+
+Finding DecodeContext::findingHere() const {
+  Finding finding{};
+  if (findingsLine > 0) finding.line = findingsLine;
+  finding.path = CodingPath::text(path);
+  return finding;
 }
 
 bool EncodeContext::fail(std::string_view reason) const {
@@ -241,8 +247,7 @@ void tellLoss(const DecodeContext& lossy, FindingOutcome outcome) {
   lossy.findings->add(outcome, [&] {
     // While there is room for findings, there is a problem to tell.
     const DecodingProblem& problem = *lossy.problem;
-    Finding finding{};
-    finding.path = CodingPath::text(lossy.path);
+    Finding finding = lossy.findingHere();
     finding.found = problem.found;
     finding.reason = problem.path.empty() ? problem.reason : problem.path + ": " + problem.reason;
     return finding;
@@ -252,8 +257,7 @@ void tellLoss(const DecodeContext& lossy, FindingOutcome outcome) {
 void tellUnreadableList(const DecodeContext& context, std::string_view found) {
   if (context.findings == nullptr) return;
   context.findings->add(FindingOutcome::listEmptied, [&] {
-    Finding finding{};
-    finding.path = CodingPath::text(context.path);
+    Finding finding = context.findingHere();
     finding.found = excerpt(found);
     finding.reason = "expected a list, found " + std::string(kindOfValue(found));
     return finding;

@@ -77,6 +77,7 @@ struct DecodeContext {
   const CodingPath* problemBase = nullptr;  ///< problem paths count from below this node
   TimeTexts timeTexts = TimeTexts::iso8601;
   ListSizes* listSizes = nullptr;  ///< of the document, where anyone keeps them
+  std::int64_t findingsLine = 0;   ///< of a text whose lines are documents; 0 in others
 
   /// Tells why the value at `path`, spelled `found`, could not be read as `type`. A problem deeper
   /// inside has been told already, and of a syntax error the reader itself knows most.
@@ -84,6 +85,8 @@ struct DecodeContext {
   void tellMissingKey() const;
   /// Tells that a later value of one key was ignored.
   void tellRepeatedKey(std::string_view found) const;
+  /// What findings about this place begin with.
+  Finding findingHere() const;
 };
 
 struct EncodingProblem {

@@ -4,14 +4,13 @@
 
 #include <TavrineShared/parsers/nvidia_smi_parser.h>
 
-#include <TavrineShared/foundation/byte_scan.h>
+#include <TavrineShared/foundation/list_room.h>
 #include <TavrineShared/foundation/precondition.h>
-#include <TavrineShared/foundation/text_position.h>
 #include <TavrineShared/foundation/unicode_text.h>
 #include <TavrineShared/model/field_table.h>
+#include <TavrineShared/model/line_teller.h>
 #include <TavrineShared/parsers/text_rules.h>
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -41,55 +40,25 @@ std::string_view fieldName(std::size_t column) { return GPUStat::table().fields[
 class Row {
  public:
   Row(std::string_view line, std::size_t lineNumber, Findings* findings)
-      : line_(line), lineNumber_(lineNumber), findings_(findings) {
-    count_ = byte_scan::split(line, ',', cells_);
-    for (std::size_t i = 0; i < count_; ++i) {
-      // The tool sets one blank behind each comma.
-      if (cells_[i].starts_with(' ')) cells_[i].remove_prefix(1);
-      cells_[i] = trimmed(cells_[i]);
-    }
-  }
+      : teller_(line, lineNumber, findings), count_(splitAtCommas(line, cells_)) {}
 
-  std::size_t lineNumber() const { return lineNumber_; }
+  std::size_t lineNumber() const { return teller_.lineNumber(); }
   /// Columns found, counting no further than one too many.
   std::size_t count() const { return count_; }
   /// A column, trimmed.
   std::string_view operator[](std::size_t column) const { return cells_[column]; }
 
   void tell(FindingOutcome outcome, std::size_t column, std::string_view reason) const {
-    if (findings_ == nullptr) return;
-    findings_->add(outcome, [&] {
-      const auto offset = static_cast<std::size_t>(cells_[column].data() - line_.data());
-      Finding finding = atLine(reason);
-      finding.column = static_cast<std::int64_t>(textPosition(line_, offset).column);
-      if (column < kColumnCount) finding.path = fieldName(column);
-      finding.found = excerpt(cells_[column]);
-      return finding;
-    });
+    teller_.tell(outcome, cells_[column], column < kColumnCount ? fieldName(column) : "", reason);
   }
-
   void tellLine(FindingOutcome outcome, std::string_view reason) const {
-    if (findings_ == nullptr) return;
-    findings_->add(outcome, [&] {
-      Finding finding = atLine(reason);
-      finding.found = excerpt(line_);
-      return finding;
-    });
+    teller_.tellLine(outcome, reason);
   }
 
  private:
-  Finding atLine(std::string_view reason) const {
-    Finding finding{};
-    finding.line = static_cast<std::int64_t>(lineNumber_);
-    finding.reason = reason;
-    return finding;
-  }
-
-  std::string_view line_;
-  std::size_t lineNumber_;
-  Findings* findings_;
+  LineTeller teller_;
   std::array<std::string_view, kColumnCount + 1> cells_;
-  std::size_t count_ = 0;
+  std::size_t count_;
 };
 
 void removeEvery(std::string& text, std::string_view noise) {
@@ -191,11 +160,7 @@ std::optional<std::string> optionalString(const Row& row, std::size_t column) {
 }
 
 void tellNoIndex(const Row& row) {
-  // Some shells put a byte order mark in front of what they redirect into a file.
-  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-  std::string_view first = row[0];
-  if (first.starts_with(kByteOrderMark)) first.remove_prefix(kByteOrderMark.size());
-  if (first == "index") {
+  if (isHeading(row[0], "index")) {
     row.tellLine(FindingOutcome::headerSkipped, "the names of the columns");
   } else {
     row.tellLine(FindingOutcome::lineDropped, "the first column is not an integer");
@@ -234,23 +199,6 @@ bool parseLine(const Row& row, std::vector<GPUStat>& records) {
     row.tell(FindingOutcome::ignored, kColumnCount, "more columns than the query has");
   }
   return true;
-}
-
-// Room for the records that the rest of the text will hold if it goes on as it began. Copying
-// records into ever larger arrays, and the memory that has to be touched anew for each, would cost
-// as much as reading them. What the text promises is believed as far as the records would take a
-// few times the room of the text, which those of real lines never do.
-void makeRoom(std::vector<GPUStat>& records, std::size_t bytesRead, std::size_t bytesInAll) {
-  constexpr std::size_t kSample = 256;
-  constexpr std::size_t kMostRoom = 4;
-  constexpr double kMargin = 1.02;
-  const std::size_t count = records.size();
-  if (count < kSample) return records.reserve(count == 0 ? 16 : count * 4);
-  const double perRecord = static_cast<double>(bytesRead) / static_cast<double>(count);
-  const auto expected =
-      static_cast<std::size_t>(kMargin * static_cast<double>(bytesInAll) / perRecord);
-  const std::size_t credible = bytesInAll / sizeof(GPUStat) * kMostRoom;
-  records.reserve(std::max(count + count / 2, std::min(expected, credible)));
 }
 
 }  // namespace

@@ -132,4 +132,30 @@ std::optional<double> readFloat(std::string_view text) {
   }
 }
 
+std::size_t splitAtCommas(std::string_view line, std::span<std::string_view> cells) {
+  const std::size_t count = byte_scan::split(line, ',', cells);
+  for (std::string_view& cell : cells.first(count)) {
+    // Tools set one blank behind each comma.
+    if (cell.starts_with(' ')) cell.remove_prefix(1);
+    cell = trimmed(cell);
+  }
+  return count;
+}
+
+std::string_view takeWord(std::string_view& rest) {
+  while (const std::size_t length = whiteSpaceLength(rest)) rest.remove_prefix(length);
+  std::size_t size = 0;
+  // No byte that begins a white space character can be the middle of another character.
+  while (size < rest.size() && whiteSpaceLength(rest.substr(size)) == 0) ++size;
+  const std::string_view word = rest.substr(0, size);
+  rest.remove_prefix(size);
+  return word;
+}
+
+bool isHeading(std::string_view cell, std::string_view heading) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (cell.starts_with(kByteOrderMark)) cell.remove_prefix(kByteOrderMark.size());
+  return cell == heading;
+}
+
 }  // namespace tavrine

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string_view>
 
 #include <TavrineShared/foundation/unicode_text.h>
@@ -54,5 +55,18 @@ std::optional<std::int64_t> readInteger(std::string_view text);
 /// reports a range error: a value too large, or one so small that digits were lost. So 5e-324
 /// has no value, while 0x1p-1074, which is exact, has.
 std::optional<double> readFloat(std::string_view text);
+
+/// Splits a line at its commas into cells, each trimmed; empty cells count, and there is no
+/// quoting. Gives how many there are, at least one, up to `cells.size()`: what lies behind the last
+/// cell that fits is not looked at. Needs room for one.
+std::size_t splitAtCommas(std::string_view line, std::span<std::string_view> cells);
+
+/// Takes the first word off `rest`: what stands there up to the next white space (as `trimmed`
+/// knows it), without the white space before it. Empty when there is no word left.
+std::string_view takeWord(std::string_view& rest);
+
+/// Whether the first cell of a line is the heading of its column, be it behind the byte order mark
+/// that some shells put in front of what they redirect into a file.
+bool isHeading(std::string_view cell, std::string_view heading);
 
 }  // namespace tavrine

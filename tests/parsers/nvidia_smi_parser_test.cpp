@@ -17,6 +17,7 @@
 
 #include "tests/support/naive_nvidia_smi_parser.h"
 #include "tests/support/rows.h"
+#include "tests/support/told.h"
 
 namespace tavrine {
 namespace {
@@ -379,15 +380,7 @@ TEST(NVIDIASMIParser, readsTheColumnsThereAreBetween8And15) {
 std::vector<std::string> told(std::string_view text) {
   Findings findings;
   EXPECT_EQ(parseCSV(text, &findings), parseCSV(text));
-  std::vector<std::string> lines;
-  for (const Finding& finding : findings.list()) {
-    std::string line = std::to_string(finding.line.value_or(-1)) + ":" +
-                       std::to_string(finding.column.value_or(0)) + " " + finding.path;
-    line += finding.path.empty() ? "" : " ";
-    lines.push_back(line + std::string(finding.outcome.rawValue()) + " \"" + finding.found + "\" " +
-                    finding.reason);
-  }
-  return lines;
+  return toldLines(findings);
 }
 
 TEST(NVIDIASMIParserFindings, areNoneForWhatIsWhole) {

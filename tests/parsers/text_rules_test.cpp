@@ -514,5 +514,92 @@ TEST(ReadFloat, leavesErrnoAlone) {
   EXPECT_EQ(errno, EDOM);
 }
 
+// --- cells, words and headings ---
+
+struct Split {
+  std::string_view name;
+  std::string_view text;
+  std::vector<std::string> pieces;
+};
+
+void PrintTo(const Split& split, std::ostream* out) { *out << split.name; }
+
+class SplitAtCommas : public testing::TestWithParam<Split> {};
+
+TEST_P(SplitAtCommas, givesTrimmedCells) {
+  std::array<std::string_view, 4> cells;
+  const std::size_t count = splitAtCommas(GetParam().text, cells);
+  EXPECT_EQ(
+      std::vector<std::string>(cells.begin(), cells.begin() + static_cast<std::ptrdiff_t>(count)),
+      GetParam().pieces);
+}
+
+const std::vector<Split> kCellsRows = {
+    {"empty", "", {""}},
+    {"one cell", " a ", {"a"}},
+    {"blanks around", "a,  b ,\tc", {"a", "b", "c"}},
+    {"white space beyond ASCII",
+     "\xC2\xA0"
+     "a\xE3\x80\x80,b",
+     {"a", "b"}},
+    {"white space inside", "a b,c", {"a b", "c"}},
+    {"empty cells", ",,", {"", "", ""}},
+    {"no further than there is room", "a,b,c,d,e", {"a", "b", "c", "d"}},
+    {"quotes are no quotes", "\"a,b\"", {"\"a", "b\""}},
+};
+
+INSTANTIATE_TEST_SUITE_P(, SplitAtCommas, testing::ValuesIn(kCellsRows));
+
+class TakeWord : public testing::TestWithParam<Split> {};
+
+TEST_P(TakeWord, takesOneWordAfterTheOther) {
+  std::vector<std::string> words;
+  std::string_view rest = GetParam().text;
+  for (std::string_view word = takeWord(rest); !word.empty(); word = takeWord(rest)) {
+    words.emplace_back(word);
+  }
+  EXPECT_EQ(words, GetParam().pieces);
+  EXPECT_TRUE(rest.empty());
+}
+
+const std::vector<Split> kWordsRows = {
+    {"empty", "", {}},
+    {"only white space", " \t\n\xC2\xA0", {}},
+    {"one word", "a", {"a"}},
+    {"words", " a  b\tc ", {"a", "b", "c"}},
+    {"every white space there is",
+     "a\xC2\x85"
+     "b\xC2\xA0"
+     "c\xE1\x9A\x80"
+     "d\xE2\x80\x80"
+     "e\xE2\x80\x8A"
+     "f\xE2\x80\xA8"
+     "g\xE2\x80\xAF"
+     "h\xE2\x81\x9F"
+     "i\xE3\x80\x80"
+     "j\vk\fl\rm",
+     {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j", "k", "l", "m"}},
+    {"what is none",
+     "a\xE2\x80\x8B"
+     "b\x1C"
+     "c\xEF\xBB\xBF",
+     {"a\xE2\x80\x8B"
+      "b\x1C"
+      "c\xEF\xBB\xBF"}},
+    {"half of a white space", "a\xE2\x80 b\xE2", {"a\xE2\x80", "b\xE2"}},
+    {"a NUL", std::string_view("a\0 b", 4), {std::string("a\0", 2), "b"}},
+};
+
+INSTANTIATE_TEST_SUITE_P(, TakeWord, testing::ValuesIn(kWordsRows));
+
+TEST(IsHeading, knowsTheHeadingWithAndWithoutAByteOrderMark) {
+  EXPECT_TRUE(isHeading("pid", "pid"));
+  EXPECT_TRUE(isHeading("\xEF\xBB\xBFpid", "pid"));
+  EXPECT_FALSE(isHeading("PID", "pid"));
+  EXPECT_FALSE(isHeading("pid ", "pid"));
+  EXPECT_FALSE(isHeading("\xEF\xBB\xBF\xEF\xBB\xBFpid", "pid"));
+  EXPECT_FALSE(isHeading("", "pid"));
+}
+
 }  // namespace
 }  // namespace tavrine
