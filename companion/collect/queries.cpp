@@ -26,17 +26,65 @@ constexpr auto kGPUQueryColumns = std::to_array<GPUQueryColumn>({
     {"pstate", "pstate"},
 });
 
+// User names have up to 32 characters; where there is less room, longer ones are cut or become
+// numbers.
+constexpr auto kProcessQueryColumns = std::to_array<ProcessQueryColumn>({
+    {"pid", "pid"},
+    {"ppid", "parentPID"},
+    {"user:32", "owner"},
+    {"stat", "state"},
+    {"pcpu", "cpuPercent"},
+    {"pmem", "memoryPercent"},
+    {"etime", "elapsed"},
+    {"rss", "residentMemoryKB"},
+    {"comm", "executable"},
+    {"args", "command"},
+});
+
+template <class Columns, class NameOf>
+std::string joined(const Columns& columns, NameOf nameOf) {
+  std::string names;
+  for (const auto& column : columns) names.append(names.empty() ? "" : ",").append(nameOf(column));
+  return names;
+}
+
 }  // namespace
 
 std::span<const GPUQueryColumn> gpuQueryColumns() { return kGPUQueryColumns; }
 
+std::span<const ProcessQueryColumn> processQueryColumns() { return kProcessQueryColumns; }
+
 std::string gpuQueryCommand() {
-  std::string command = "nvidia-smi --query-gpu=";
-  for (const GPUQueryColumn& column : kGPUQueryColumns) {
-    command.append(column.property).push_back(',');
-  }
-  command.pop_back();
-  return command.append(" --format=csv");
+  return "nvidia-smi --query-gpu=" +
+         joined(kGPUQueryColumns, [](const GPUQueryColumn& column) { return column.property; }) +
+         " --format=csv";
+}
+
+std::string gpuProcessQueryCommand() {
+  return "nvidia-smi --query-compute-apps=pid,process_name,used_gpu_memory,gpu_bus_id --format=csv";
+}
+
+std::string processQueryCommand() {
+  return "LC_ALL=C ps -eww -o " +
+         joined(kProcessQueryColumns, [](const ProcessQueryColumn& column) { return column.name; });
+}
+
+std::string loadQueryCommand() { return "cat /proc/loadavg"; }
+
+std::string diskQueryCommand() {
+  return "echo ---DPRE---; cat /proc/diskstats; sleep 1; "
+         "echo ---DMID---; cat /proc/diskstats; echo ---DEND---";
+}
+
+std::string thermalQueryCommand() {
+  // A sensor that is there may still refuse to be read, and then it has nothing to say.
+  return R"sh(for t in /sys/class/thermal/thermal_zone*/temp; do )sh"
+         R"sh(v=$(cat "$t" 2>/dev/null) || continue; )sh"
+         R"sh(printf '%s\t%s\n' "$(cat "${t%temp}type" 2>/dev/null)" "$v"; done; )sh"
+         R"sh(for t in /sys/class/hwmon/hwmon*/temp*_input; do )sh"
+         R"sh(v=$(cat "$t" 2>/dev/null) || continue; s=${t##*/}; )sh"
+         R"sh(l=$(cat "${t%_input}_label" 2>/dev/null) || l=${s%_input}; )sh"
+         R"sh(printf '%s %s\t%s\n' "$(cat "${t%/*}/name" 2>/dev/null)" "$l" "$v"; done)sh";
 }
 
 }  // namespace tavrine

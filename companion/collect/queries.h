@@ -19,4 +19,28 @@ std::span<const GPUQueryColumn> gpuQueryColumns();
 /// Prints a header and one line per GPU. Needs no quoting in a shell.
 std::string gpuQueryCommand();
 
+/// Prints a header and one line per process and GPU.
+std::string gpuProcessQueryCommand();
+
+/// One column of the process table.
+struct ProcessQueryColumn {
+  std::string_view name;   ///< what the process tool calls it, with a width where needed
+  std::string_view field;  ///< the field of `ProcessStat` that it fills
+};
+
+/// In the order in which the parser expects them.
+std::span<const ProcessQueryColumn> processQueryColumns();
+
+/// Prints a header and one line per process, whole command lines included.
+std::string processQueryCommand();
+
+std::string loadQueryCommand();
+
+/// Takes a second: prints the disk statistics twice, framed by three marker lines.
+std::string diskQueryCommand();
+
+/// Prints a label, a tab and thousandths of a degree for every sensor that can be read. A label is
+/// the kind of a thermal zone, or the name of a chip and of one of its sensors.
+std::string thermalQueryCommand();
+
 }  // namespace tavrine

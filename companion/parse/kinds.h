@@ -1,12 +1,13 @@
 // What the program can parse: one row per kind of tool output.
 //
-// A row ties together what belongs to a kind: its name on the command line, the command that yields
-// its input, and the function that turns that input into records and these into JSON or a table.
-// The verbs `parse` and `query` are loops over the rows.
+// A row ties together what belongs to a kind: its name on the command line, the options that only
+// it has, the command that yields its input, and the function that turns that input into records
+// and these into JSON or a table. The verbs `parse` and `query` are loops over the rows.
 #pragma once
 
 #include "companion/views/text_table.h"
 
+#include <TavrineShared/foundation/timestamp.h>
 #include <TavrineShared/model/findings.h>
 
 #include <cstddef>
@@ -23,8 +24,19 @@ enum class OutputForm : std::uint8_t {
   table,
 };
 
+/// What some kinds have to be told beyond their input, each by an option of its own.
+enum class KindOption : std::uint8_t { server, capturedAt, sectorSize, interval };
+
+struct KindOptions {
+  std::string server;      ///< the name of the host that printed the input
+  Timestamp capturedAt;    ///< when it did
+  double sectorSizeBytes;  ///< in which it counts
+  double intervalSeconds;  ///< from its first sample to its second
+};
+
 struct ParseRequest {
   std::string_view text;
+  const KindOptions& options;
   OutputForm form;
   TableStyle style;         ///< of a table
   Findings* findings;       ///< null when nobody asked for them
@@ -46,7 +58,8 @@ struct Kind {
   std::string_view input;    ///< what is read, for messages and help
   std::string_view records;  ///< what is printed, likewise
   std::string_view example;  ///< a file name for the help
-  std::string (*queryCommand)();
+  std::span<const KindOption> options = {};
+  std::string (*queryCommand)();  ///< null where no one command would do
   ParseResult (*parse)(const ParseRequest& request);
 };
 

@@ -1,5 +1,6 @@
 #include "companion/parse/parse_verb.h"
 
+#include "companion/parse/kind_options.h"
 #include "companion/parse/kinds.h"
 #include "companion/shell/input.h"
 #include "companion/shell/json_output.h"
@@ -13,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tavrine {
 
@@ -24,6 +26,7 @@ struct ParseOptions {
   bool table = false;
   std::string findings;  // empty, or one of the two below
   ColorChoice color = ColorChoice::automatic;
+  GivenKindOptions ofKind;
 };
 
 constexpr const char* kFindingsAsText = "text";
@@ -35,17 +38,23 @@ OutputForm outputForm(const ParseOptions& options) {
                                                    : OutputForm::compactJSON;
 }
 
+// Behind a semicolon, where there is a command that yields the input of the kind.
+std::string queryHint(const Kind& kind, const std::string& whatItPrints) {
+  if (kind.queryCommand == nullptr) return "";
+  return "; 'tavrine query " + std::string(kind.name) + "' prints " + whatItPrints;
+}
+
 void sayWhatIsAwaited(const Kind& kind) {
-  say("reading " + std::string(kind.input) + " from the terminal, up to Ctrl-D; 'tavrine query " +
-      std::string(kind.name) + "' prints the command that yields it");
+  say("reading " + std::string(kind.input) + " from the terminal, up to Ctrl-D" +
+      queryHint(kind, "the command that yields it"));
 }
 
 // Silence about an input of another kind would leave the user with an empty list and no idea why.
 void sayNothingFound(const Kind& kind, const ParseOptions& options) {
   const std::string file = options.file.value_or(kStandardInput);
   say("no " + std::string(kind.records) + " in " +
-      (file == kStandardInput ? "standard input" : file) + "; 'tavrine query " +
-      std::string(kind.name) + "' prints the command whose output is expected");
+      (file == kStandardInput ? "standard input" : file) +
+      queryHint(kind, "the command whose output is expected"));
 }
 
 void sayLeftOut(const ParseResult& result) {
@@ -57,10 +66,12 @@ ExitStatus parse(const Kind& kind, const ParseOptions& options) {
   if (!options.file && inputIsTerminal()) sayWhatIsAwaited(kind);
   const std::string text = readInput(options.file.value_or(kStandardInput));
 
+  const KindOptions kindOptions = options.ofKind.resolved();
   const bool findingsAsked = !options.findings.empty();
   Findings findings;
   const ParseRequest request{
       .text = text,
+      .options = kindOptions,
       .form = outputForm(options),
       .style = {.paint = paint(options.color)},
       .findings = findingsAsked ? &findings : nullptr,
@@ -100,18 +111,25 @@ void addOptions(CLI::App& app, ParseOptions& options) {
   addColorOption(app, options.color);
 }
 
-void addKind(CLI::App& verb, const Kind& kind, Action& chosen) {
+std::vector<std::string> examplesOf(const Kind& kind) {
   const std::string name(kind.name);
+  const std::string example(kind.example);
   const std::string command = "tavrine parse " + name;
+  return {kind.queryCommand != nullptr ? "tavrine query " + name + " | sh | " + command + " --table"
+                                       : command + " --table " + example,
+          command + " --findings " + example,
+          command + " --compact < " + example + " > " + name + ".json"};
+}
+
+void addKind(CLI::App& verb, const Kind& kind, Action& chosen) {
   CLI::App& app = addCommand(
       verb,
-      name,
+      std::string(kind.name),
       "Reads " + std::string(kind.input) + " and prints the " + std::string(kind.records) + ".",
-      {"tavrine query " + name + " | sh | " + command + " --table",
-       command + " --findings " + std::string(kind.example),
-       command + " --compact < " + std::string(kind.example) + " > " + name + ".json"});
+      examplesOf(kind));
   const auto options = std::make_shared<ParseOptions>();
   addOptions(app, *options);
+  addKindOptions(app, kind.options, options->ofKind);
   app.callback([&kind, &chosen, options] {
     if (options->findings == kFindingsAsJSON && options->table) {
       throw CLI::ExcludesError("--findings=json", "--table");

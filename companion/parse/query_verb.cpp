@@ -16,11 +16,12 @@ void addQueryVerb(CLI::App& program, Action& chosen) {
                                    "kind",
                                    {"tavrine query gpus"});
   for (const Kind& kind : kinds()) {
+    if (kind.queryCommand == nullptr) continue;
     const std::string name(kind.name);
     CLI::App& app =
         addCommand(verb,
                    name,
-                   "Prints the command behind 'tavrine parse " + name + "'.",
+                   "Prints the command behind 'parse " + name + "'.",
                    {"tavrine query " + name,
                     "ssh HOST \"$(tavrine query " + name + ")\" > " + std::string(kind.example)});
     app.callback([&kind, &chosen] {

@@ -56,7 +56,7 @@ const std::string& wordOf(const CLI::App& command) {
 }
 
 void describe(CLI::App& command, const std::string& word,
-              std::initializer_list<std::string> examples) {
+              const std::vector<std::string>& examples) {
   command.formatter(std::make_shared<HelpFormatter>(word));
   command.set_help_flag("-h,--help", "print this help");
   std::string footer = examples.size() == 1 ? "Example:" : "Examples:";
@@ -100,17 +100,17 @@ std::optional<ColorChoice> colorChoiceNamed(std::string_view name) {
 }  // namespace
 
 void describeProgram(CLI::App& program, const std::string& word,
-                     std::initializer_list<std::string> examples) {
+                     const std::vector<std::string>& examples) {
   describe(program, word, examples);
 }
 
 CLI::App& addCommand(CLI::App& parent, const std::string& name, const std::string& description,
-                     std::initializer_list<std::string> examples) {
+                     const std::vector<std::string>& examples) {
   return addCommandGroup(parent, name, description, "", examples);
 }
 
 CLI::App& addCommandGroup(CLI::App& parent, const std::string& name, const std::string& description,
-                          const std::string& word, std::initializer_list<std::string> examples) {
+                          const std::string& word, const std::vector<std::string>& examples) {
   CLI::App& command = *parent.add_subcommand(name, description);
   std::string heading = wordOf(parent) + "s";
   heading.front() = upper(heading.front());

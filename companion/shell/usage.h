@@ -6,8 +6,8 @@
 #include "companion/shell/output.h"
 
 #include <functional>
-#include <initializer_list>
 #include <string>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -22,15 +22,15 @@ using Action = std::function<ExitStatus()>;
 /// Gives the program as a whole its look. `word` is what help and messages call its commands, in
 /// lower case, such as "verb"; each of `examples` is a line to type.
 void describeProgram(CLI::App& program, const std::string& word,
-                     std::initializer_list<std::string> examples);
+                     const std::vector<std::string>& examples);
 
 /// A command under `parent`. Its help ends with `examples`.
 CLI::App& addCommand(CLI::App& parent, const std::string& name, const std::string& description,
-                     std::initializer_list<std::string> examples);
+                     const std::vector<std::string>& examples);
 
 /// The same, but a command that needs a further word of the user, as `parse` needs a "kind".
 CLI::App& addCommandGroup(CLI::App& parent, const std::string& name, const std::string& description,
-                          const std::string& word, std::initializer_list<std::string> examples);
+                          const std::string& word, const std::vector<std::string>& examples);
 
 /// `--color`, for commands that colour what they print. Sets `choice` only when it is used.
 void addColorOption(CLI::App& command, ColorChoice& choice);

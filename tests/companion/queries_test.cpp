@@ -2,6 +2,7 @@
 
 #include <TavrineShared/model/field_table.h>
 #include <TavrineShared/model/gpu_server.h>
+#include <TavrineShared/model/process.h>
 
 #include <gmock/gmock.h>
 
@@ -25,6 +26,36 @@ TEST(GPUQuery, isOneCommandLine) {
             "temperature.gpu,power.draw,power.limit,fan.speed,clocks.sm,clocks.mem,"
             "ecc.errors.uncorrected.volatile.total,pcie.link.gen.current,"
             "pcie.link.width.current,pstate --format=csv");
+}
+
+TEST(ProcessQuery, hasTheTenColumnsOfTheParserInItsOrder) {
+  std::vector<std::string_view> fields;
+  for (const ProcessQueryColumn& column : processQueryColumns()) fields.push_back(column.field);
+  EXPECT_THAT(fields,
+              testing::ElementsAre("pid",
+                                   "parentPID",
+                                   "owner",
+                                   "state",
+                                   "cpuPercent",
+                                   "memoryPercent",
+                                   "elapsed",
+                                   "residentMemoryKB",
+                                   "executable",
+                                   "command"));
+  std::vector<std::string_view> known;
+  for (const Field& field : ProcessStat::table().fields) known.push_back(field.key);
+  EXPECT_THAT(known, testing::IsSupersetOf(fields));
+}
+
+TEST(ProcessQuery, isOneCommandLine) {
+  EXPECT_EQ(processQueryCommand(),
+            "LC_ALL=C ps -eww -o pid,ppid,user:32,stat,pcpu,pmem,etime,rss,comm,args");
+}
+
+TEST(GPUProcessQuery, isOneCommandLine) {
+  EXPECT_EQ(gpuProcessQueryCommand(),
+            "nvidia-smi --query-compute-apps=pid,process_name,used_gpu_memory,gpu_bus_id "
+            "--format=csv");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 Where the environment names a folder of further captures in TAVRINE_CORPUS, those are read, too.
 """
 
+import datetime
 import errno
 import fcntl
 import json
@@ -16,6 +17,7 @@ import resource
 import select
 import shutil
 import signal
+import socket
 import struct
 import subprocess
 import sys
@@ -39,6 +41,10 @@ DAMAGED = golden_cases.ROOT / "snapshot/damaged.json"
 HEADING = ("GPU  Name  Util  Mem used  Mem total  Mem %  Temp  Power  Limit  Fan  SM clock  Mem clock"
            "  ECC errors  PCIe link  State").split("  ")
 BOLD = b"\x1b[1m"
+
+KINDS = ["gpus", "gpu-processes", "processes", "load", "disks", "thermal", "recorder"]
+KNOWN_KINDS = f"(known: {', '.join(KINDS)})"
+KNOWN_QUERIES = f"(known: {', '.join(KINDS[:-1])})"
 
 ROW = b"0, GPU A, 1 %, 2 MiB, 4 MiB, 30, 5.00 W, 6.00 W\n"
 ROW_JSON = (b'{"index":0,"memoryTotalMB":4,"memoryUsedMB":2,"name":"GPU A","powerDrawW":5,'
@@ -139,7 +145,7 @@ class GoldenFiles(ProgramTest):
                 losses = re.search(rb"^(tavrine: )?\d+ loss", done.stdout + done.stderr, re.M)
                 self.assertEqual(done.returncode, 1 if losses else 0)
                 count += 1
-        self.assertGreaterEqual(count, 45)
+        self.assertGreaterEqual(count, 110)
 
     def test_no_expected_output_without_its_input(self):
         known = {case.expected for case in golden_cases.cases()}
@@ -333,9 +339,12 @@ class UnwritableOutput(ProgramTest):
 class WrongUsage(ProgramTest):
     def test_unknown_words(self):
         self.expect_usage(["prase"], "unknown verb: prase (known: parse, query, show, check, schema)", "tavrine")
-        self.expect_usage(["parse", "cpus"], "unknown kind: cpus (known: gpus)", "tavrine parse")
-        self.expect_usage(["query", "cpus"], "unknown kind: cpus (known: gpus)", "tavrine query")
-        self.expect_usage(["parse", ""], "unknown kind:  (known: gpus)", "tavrine parse")
+        self.expect_usage(["parse", "cpus"], f"unknown kind: cpus {KNOWN_KINDS}", "tavrine parse")
+        self.expect_usage(["query", "cpus"], f"unknown kind: cpus {KNOWN_QUERIES}",
+                          "tavrine query")
+        self.expect_usage(["query", "recorder"], f"unknown kind: recorder {KNOWN_QUERIES}",
+                          "tavrine query")
+        self.expect_usage(["parse", ""], f"unknown kind:  {KNOWN_KINDS}", "tavrine parse")
 
     def test_unknown_options(self):
         self.expect_usage(["--tabel"], "unknown option: --tabel", "tavrine")
@@ -372,6 +381,24 @@ class WrongUsage(ProgramTest):
         self.expect_usage(["parse", "gpus", "--color"], "--color: 1 required WHEN missing",
                           "tavrine parse gpus")
 
+    def test_values_that_are_no_names_times_or_numbers(self):
+        for value in ("", "yesterday", "nan", "inf", "1e300", "2026-11-15", "2026-11-15T17:48:25"):
+            self.expect_usage(["parse", "processes", "--captured-at", value],
+                              "--captured-at: must be seconds since 1970 or a time such as "
+                              f"2026-11-15T17:48:25Z, not {value}", "tavrine parse processes")
+        for option in ("--sector-size", "--interval"):
+            for value in ("", "x", "0", "-1", "nan", "inf", "1e999", "1 "):
+                self.expect_usage(["parse", "disks", option, value],
+                                  f"{option}: must be a number above 0, not {value}",
+                                  "tavrine parse disks")
+
+    def test_options_of_other_kinds(self):
+        for kind, option in (("gpus", "--server=a"), ("load", "--interval=1"),
+                             ("processes", "--sector-size=1"), ("disks", "--captured-at=1")):
+            self.expect_usage(["parse", kind, option], f"unknown option: {option}",
+                              f"tavrine parse {kind}")
+
+    def test_numbers_of_processes_to_show(self):
         for count in ("-1", "ten", "1e3", " 1", "0x1", "1,5"):
             self.expect_usage(["show", "--processes=" + count],
                               "--processes: must be a number, not " + count, "tavrine show")
@@ -389,9 +416,10 @@ class WrongUsage(ProgramTest):
 
 
 class Help(ProgramTest):
-    COMMANDS = (["--help"], ["-h"], ["parse", "--help"], ["parse", "gpus", "--help"],
-                ["query", "--help"], ["query", "gpus", "--help"], ["show", "--help"],
-                ["check", "--help"], ["schema", "--help"])
+    COMMANDS = (["--help"], ["-h"], ["parse", "--help"], ["query", "--help"], ["show", "--help"],
+                ["check", "--help"], ["schema", "--help"],
+                *(["parse", kind, "--help"] for kind in KINDS),
+                *(["query", kind, "--help"] for kind in KINDS[:-1]))
 
     def test_has_an_example_for_every_command(self):
         for arguments in self.COMMANDS:
@@ -403,6 +431,9 @@ class Help(ProgramTest):
 
     def test_its_examples_work(self):
         shutil.copy(H100, self.folder / "gpus.csv")
+        for name in ("gpu_processes.csv", "processes.txt", "loadavg.txt", "diskstats.txt",
+                     "thermal.txt", "recorder.jsonl"):
+            self.file(name, b"nothing that anyone can read\n")
         shutil.copy(LAB, self.folder / "snapshot.json")
         (self.folder / ".tavrine").mkdir()
         shutil.copy(LAB, self.folder / ".tavrine/latest.json")
@@ -416,14 +447,14 @@ class Help(ProgramTest):
             examples = run(*arguments).stdout.decode().partition("Example")[2]
             for example in re.findall(r"^  (.*tavrine .*)", examples, re.MULTILINE):
                 with self.subTest(example):
-                    example = example.replace("> gpus.csv", "> other.csv")
+                    example = re.sub(r'(query .*> )\S+$', r"\1other.csv", example)
                     done = subprocess.run(["sh", "-c", example], cwd=self.folder, timeout=60,
                                           capture_output=True,
                                           env=environment(PATH=path, HOME=str(self.folder)))
                     self.assertEqual(done.returncode, 1 if "--findings" in example else 0,
                                      done.stderr)
                     count += 1
-        self.assertGreaterEqual(count, 16)
+        self.assertGreaterEqual(count, 40)
 
     def test_names_every_option_and_choice(self):
         text = run("parse", "gpus", "--help").stdout.decode()
@@ -1043,6 +1074,162 @@ class Color(ProgramTest):
                     b"[" + ROW_JSON + b"]\n")
 
 
+class Kinds(ProgramTest):
+    """What each kind makes of a small input, in every form."""
+
+    PROCESS = b"  7  1 ada R  1.5  0  00:01  2048 python3  python3 train.py\n"
+    PROCESS_JSON = (b'{"capturedAt":"2023-11-14T22:13:20Z","command":" python3 train.py",'
+                    b'"cpuPercent":1.5,"elapsed":"00:01","executable":"python3","kind":"training",'
+                    b'"memoryPercent":0,"owner":"ada","parentPID":1,"pid":7,'
+                    b'"residentMemoryKB":2048,"serverName":"gpu-01","state":"R"}')
+    AS_OF = ["--server", "gpu-01", "--captured-at", "1700000000"]
+    DISKS = (b"---DPRE---\n8 0 sda 1 0 1000 1 1 0 0 1\n---DMID---\n8 0 sda 1 0 3048 1 1 0 8 1\n"
+             b"---DEND---\n")
+
+    def test_gpu_processes(self):
+        self.expect(run("parse", "gpu-processes", stdin=b"7, python3, 512 MiB, 0000:17\n"), 0,
+                    b'[{"gpuBusID":"0000:17","pid":7,"processName":"python3","usedMemoryMB":512}]\n')
+
+    def test_processes(self):
+        self.expect(run("parse", "processes", *self.AS_OF, stdin=self.PROCESS), 0,
+                    b"[" + self.PROCESS_JSON + b"]\n")
+
+    def test_processes_of_a_time_as_text(self):
+        self.expect(run("parse", "processes", "--server=gpu-01",
+                        "--captured-at=2023-11-15T00:13:20+02:00", stdin=self.PROCESS), 0,
+                    b"[" + self.PROCESS_JSON + b"]\n")
+
+    def test_processes_of_this_host_and_now(self):
+        before = datetime.datetime.now(datetime.timezone.utc).replace(microsecond=0)
+        record = json.loads(run("parse", "processes", stdin=self.PROCESS).stdout)[0]
+        self.assertEqual(record["serverName"], socket.gethostname())
+        captured = datetime.datetime.fromisoformat(record["capturedAt"].replace("Z", "+00:00"))
+        self.assertTrue(before <= captured <= datetime.datetime.now(datetime.timezone.utc))
+
+    def test_a_hostile_server_name(self):
+        done = run("parse", "processes", "--server=a\udcff", "--captured-at=1700000000",
+                   stdin=self.PROCESS)
+        self.assertEqual(json.loads(done.stdout)[0]["serverName"], "a\ufffd")
+
+    def test_load(self):
+        self.expect(run("parse", "load", stdin=b"3.85 4.47 3.72 5/134 14292\n"), 0,
+                    b"[3.85,4.47,3.72]\n")
+        self.expect(run("parse", "load", "--table", stdin=b"3.85 4.47 0.00 5/134 14292\n"), 0,
+                    b"Load average\n        3.85\n        4.47\n           0\n")
+
+    def test_disks(self):
+        self.expect(run("parse", "disks", "--sector-size=512", "--interval=2", stdin=self.DISKS), 0,
+                    b'[{"device":"sda","readKBps":512,"writeKBps":2}]\n')
+        self.expect(run("parse", "disks", stdin=self.DISKS), 0,
+                    b'[{"device":"sda","readKBps":1024,"writeKBps":4}]\n')
+        self.expect(run("parse", "disks", "--sector-size=4096", "--table", stdin=self.DISKS), 0,
+                    b"Device        Read     Write\nsda     8192 KiB/s  32 KiB/s\n")
+
+    def test_thermal(self):
+        self.expect(run("parse", "thermal", stdin=b"Tctl\t45250\n"), 0,
+                    b'[{"celsius":45.25,"label":"Tctl"}]\n')
+
+    def test_recorder(self):
+        self.expect(run("parse", "recorder", stdin=b'{"t":20}\n{"t":10,"phase":"a"}\n'), 0,
+                    b'[{"phase":"a","t":"1970-01-01T00:00:10Z"},'
+                    b'{"phase":"snapshot","t":"1970-01-01T00:00:20Z"}]\n')
+
+    def test_the_forms_agree(self):
+        for folder, (ending, forms) in golden_cases.FOLDERS.items():
+            if forms[0].arguments[0] != "parse":
+                continue
+            arguments = [word for word in forms[0].arguments if word != "--pretty"]
+            for source in sorted((golden_cases.ROOT / folder).glob("*" + ending)):
+                with self.subTest(source.name):
+                    records = json.loads(run(*arguments, source).stdout)
+                    report = json.loads(run(*arguments, "--findings=json", source).stdout)
+                    self.assertEqual(report["records"], records)
+                    told = run(*arguments, "--findings", source).stderr.splitlines()
+                    self.assertEqual(len(report["findings"]), len(told) - 1)
+
+    # What JSON cannot hold, beside a record that it can, and what is told of it.
+    UNWRITABLE = {
+        "gpu-processes": (b"7, a, inf MiB, b\n8, a, 1 MiB, b\n",
+                          b'line 1, usedMemoryMB: "7, a, inf MiB, b" line dropped: '),
+        "processes": (PROCESS.replace(b"1.5", b"nan") + PROCESS,
+                      b'line 1, cpuPercent: "' + PROCESS.replace(b"1.5", b"nan").rstrip()
+                      + b'" line dropped: '),
+        "load": (b"inf 1", b"inf element dropped: "),
+        "disks": (DISKS.replace(b"1000 1", b"-inf 1") + DISKS.replace(b"sda", b"sdb"),
+                  b"readKBps: sda element dropped: "),
+    }
+
+    def test_what_json_cannot_hold_costs_its_record_and_is_told(self):
+        for kind, (text, told) in self.UNWRITABLE.items():
+            with self.subTest(kind):
+                done = run("parse", kind, stdin=text)
+                self.assertEqual(done.returncode, 1)
+                self.assertEqual(len(json.loads(done.stdout)), 1)
+                self.assertIn(told + NOT_FINITE, done.stderr)
+                done = run("parse", kind, "--findings", stdin=text)
+                self.assertEqual(done.returncode, 1)
+                self.assertIn(told + NOT_FINITE, done.stderr)
+
+    def test_a_time_beyond_the_calendar_costs_its_point(self):
+        done = run("parse", "recorder", stdin=b'{"t":1e300}\n{"t":0}\n')
+        self.assertEqual(done.returncode, 1)
+        self.assertEqual(len(json.loads(done.stdout)), 1)
+        self.assertIn(b"t: 1e+300 element dropped: a time outside the years", done.stderr)
+
+    def test_something_else_gets_a_hint(self):
+        for kind in KINDS:
+            with self.subTest(kind):
+                done = run("parse", kind, stdin=b"nothing of the kind\n")
+                self.assertEqual((done.returncode, done.stdout), (0, b"[]\n"))
+                self.assertRegex(done.stderr, rb"\Atavrine: no .* in standard input")
+                self.assertEqual(b"tavrine query" in done.stderr, kind != "recorder")
+                self.expect(run("parse", kind, stdin=b" \n\t\n"), 0, b"[]\n")
+
+    def test_hostile_texts(self):
+        texts = {"letters": b"a" * 5_000_000, "line feeds": b"\n" * 5_000_000,
+                 "commas": b"," * 5_000_000, "tabs": b"\t" * 5_000_000,
+                 "braces": b"{" * 5_000_000, "zeros": bytes(1 << 20),
+                 "every byte": bytes(range(256)) * 4096}
+        for kind in KINDS[1:]:
+            for name, text in texts.items():
+                with self.subTest(kind + ", " + name):
+                    done = run("parse", kind, "--findings", stdin=text)
+                    self.assertIn(done.returncode, (0, 1))
+                    self.assertEqual(done.stdout, b"[]\n")
+                    self.assertNotRegex(done.stderr, rb"[^\n\x20-\x7e\x80-\xff]")
+                    done.stderr.decode("utf-8")
+
+    def test_hostile_texts_reach_no_terminal(self):
+        evil = b"\x1b[2J\xe2\x80\xae\xff"
+        for kind, text in (("gpu-processes", b"7," + evil + b",1," + evil),
+                           ("processes", b"7 1 " + b" ".join([evil] * 8)),
+                           ("disks", self.DISKS.replace(b"sda", evil)),
+                           ("thermal", evil + b"\t1000"),
+                           ("recorder", b'{"t":1,"phase":"\\u001b[2J","text":"' + evil[4:] + b'"}')):
+            with self.subTest(kind):
+                for options in (["--table"], ["--findings"]):
+                    done = run("parse", kind, *options, stdin=text)
+                    shown = done.stdout if options == ["--table"] else done.stderr
+                    self.assertNotRegex(shown.decode(), "[\x00-\x09\x0b-\x1f\x7f\u202e]")
+
+    def test_the_queries_that_every_linux_has(self):
+        for kind in ("processes", "load", "disks", "thermal"):
+            with self.subTest(kind):
+                command = run("query", kind).stdout
+                self.assertEqual(command.count(b"\n"), 1)
+                if kind == "processes" and shutil.which("ps") is None:
+                    continue
+                output = subprocess.run(["sh", "-c", command], capture_output=True, timeout=60)
+                self.assertEqual((output.returncode, output.stderr), (0, b""))
+                report = json.loads(run("parse", kind, "--findings=json",
+                                        stdin=output.stdout).stdout)
+                dropped = [f for f in report["findings"] if f["outcome"] == "line_dropped"
+                           and "degrees" not in f["reason"]]
+                self.assertEqual(dropped, [])
+                if kind in ("processes", "load"):
+                    self.assertGreater(len(report["records"]), 0)
+
+
 @unittest.skipUnless(os.environ.get("TAVRINE_CORPUS"), "TAVRINE_CORPUS names no folder of captures")
 class OtherOutputs(ProgramTest):
     """Outputs of other commands and other columns: what is no valid row gives no record."""
@@ -1085,6 +1272,33 @@ class OtherOutputs(ProgramTest):
                       for line in self.lines(source))
         dropped = sum(f["outcome"] == "line_dropped" for f in report["findings"])
         self.assertEqual(len(report["records"]) + dropped + headers, len(self.lines(source)))
+
+    def test_the_other_kinds_account_for_every_line(self):
+        count = 0
+        for folder, pattern, kind, header in (
+                ("compute_apps_csv", "*.csv", "gpu-processes", "pid"),
+                ("ps", "**/*.*", "processes", "PID"),
+                ("thermal", "*.tsv", "thermal", None)):
+            for source in sorted((pathlib.Path(os.environ["TAVRINE_CORPUS"]) / folder).glob(pattern)):
+                with self.subTest(source.name):
+                    done = run("parse", kind, "--findings=json", source)
+                    self.assertIn(done.returncode, (0, 1))
+                    report = json.loads(done.stdout)
+                    dropped = sum(f["outcome"] == "line_dropped" for f in report["findings"])
+                    left = len(self.lines(source)) - len(report["records"]) - dropped
+                    first = self.lines(source)[0].replace(",", " ").split()[0]
+                    self.assertIn(left, (0, 1) if first == header else (0,))
+                    count += 1
+        self.assertGreaterEqual(count, 20)
+
+    def test_framed_disk_samples(self):
+        folder = pathlib.Path(os.environ["TAVRINE_CORPUS"]) / "proc"
+        for source in sorted(folder.glob("*framed*")):
+            with self.subTest(source.name):
+                records = json.loads(run("parse", "disks", source).stdout)
+                totals = [record["readKBps"] + record["writeKBps"] for record in records]
+                self.assertEqual(totals, sorted(totals, reverse=True))
+                self.assertTrue(all(totals))
 
     def test_captures_are_the_golden_inputs(self):
         folder = pathlib.Path(os.environ["TAVRINE_CORPUS"]) / "nvidia_smi_csv"

@@ -19,16 +19,27 @@ class Form(NamedTuple):
     stream: str       # where the output comes out
 
 
-def parse_forms(kind):
-    return [Form(".json", ["parse", kind, "--pretty"], "stdout"),
-            Form(".table.txt", ["parse", kind, "--table"], "stdout"),
-            Form(".findings.txt", ["parse", kind, "--findings"], "stderr")]
+def parse_forms(kind, *options):
+    return [Form(".json", ["parse", kind, *options, "--pretty"], "stdout"),
+            Form(".table.txt", ["parse", kind, *options, "--table"], "stdout"),
+            Form(".findings.txt", ["parse", kind, *options, "--findings"], "stderr")]
+
+
+PROCESS_FORMS = parse_forms("processes", "--server=gpu-01", "--captured-at=2026-11-15T17:48:25Z")
 
 
 # Folder of inputs -> their ending, and what is made of each. A new kind is one line here.
 FOLDERS = {
+    "gpu_processes": (".csv", parse_forms("gpu-processes")),
+    "gpu_processes/handmade": (".csv", parse_forms("gpu-processes")),
     "nvidia_smi": (".csv", parse_forms("gpus")),
     "nvidia_smi/handmade": (".csv", parse_forms("gpus")),
+    "processes": (".ps", PROCESS_FORMS),
+    "processes/handmade": (".ps", PROCESS_FORMS),
+    "recorder": (".jsonl", parse_forms("recorder")),
+    "sensors/disks": (".diskstats", parse_forms("disks", "--interval=2")),
+    "sensors/load": (".loadavg", parse_forms("load")),
+    "sensors/thermal": (".tsv", parse_forms("thermal")),
     "snapshot": (".json", [Form(".check.txt", ["check"], "stdout"),
                            Form(".show.txt", ["show"], "stdout")]),
 }
