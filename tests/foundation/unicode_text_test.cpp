@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/naive_text.h"
+
 namespace tavrine {
 namespace {
 
@@ -319,6 +321,19 @@ TEST(LowercasedInPieces, cutsBetweenCharactersWhereNoPlaceIsSafe) {
     const std::string lower = detail::lowercasedInPieces(text, limit);
     EXPECT_TRUE(isWellFormedUTF8(lower)) << limit;
     EXPECT_EQ(lower.size(), text.size()) << limit;
+  }
+}
+
+// Every character there is, against the list of those that are white space.
+TEST(WhiteSpaceLength, isNotZeroForWhiteSpaceOnly) {
+  for (char32_t c = 0; c < 0x10000; ++c) {
+    if (c >= 0xD800 && c <= 0xDFFF) continue;
+    const std::string text = naive::encodedUTF8(std::u32string(1, c)) + "x";
+    const bool isWhiteSpace = naive::trimmed(std::u32string(1, c)).empty();
+    EXPECT_EQ(whiteSpaceLength(text), isWhiteSpace ? text.size() - 1 : 0) << text;
+  }
+  for (const std::string_view text : {"", "\xC2", "\xE2\x80", "\x85", "\xA0", "\xE2\x80\x8B"}) {
+    EXPECT_EQ(whiteSpaceLength(text), 0U) << text;
   }
 }
 
