@@ -7,6 +7,10 @@
 
 namespace tavrine {
 
+/// Tells the system that so many bytes of memory, freshly allocated, will all be used: in large
+/// pages, where it has them, they are there several times faster. Changes nothing else.
+void preferLargePages(void* memory, std::size_t bytes);
+
 /// To be called when `list` is full and `bytesRead` of its text's `bytesInAll` are behind: makes
 /// room for what the rest of the text will give if it goes on as it began. Moving records into ever
 /// larger arrays, and the memory that has to be touched anew for each, would cost as much as
@@ -24,6 +28,7 @@ void makeRoom(std::vector<T>& list, std::size_t bytesRead, std::size_t bytesInAl
       static_cast<std::size_t>(kMargin * static_cast<double>(bytesInAll) / perRecord);
   const std::size_t credible = bytesInAll / sizeof(T) * kMostRoom;
   list.reserve(std::max(count + count / 2, std::min(expected, credible)));
+  preferLargePages(list.data() + count, (list.capacity() - count) * sizeof(T));
 }
 
 }  // namespace tavrine

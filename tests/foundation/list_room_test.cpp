@@ -58,5 +58,16 @@ TEST(MakeRoom, makesSomeForTheSmallestText) {
   EXPECT_GE(list.capacity(), 1U);
 }
 
+TEST(PreferLargePages, leavesTheMemoryAsItIs) {
+  preferLargePages(nullptr, 0);
+  std::vector<char> memory(20'000'001, 'a');
+  for (const std::size_t start : {0U, 1U, 4095U}) {
+    for (const std::size_t bytes : {0U, 1U, 8'388'607U, 8'388'608U, 20'000'000U - 4095U}) {
+      preferLargePages(memory.data() + start, bytes);
+    }
+  }
+  EXPECT_EQ(memory, std::vector<char>(20'000'001, 'a'));
+}
+
 }  // namespace
 }  // namespace tavrine
