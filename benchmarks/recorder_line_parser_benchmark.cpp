@@ -35,9 +35,9 @@ struct nlohmann::adl_serializer<std::optional<T>> {
 
 namespace tavrine::benchmarks {
 
-namespace {
-
 // The records with the names of their keys, which the macros need.
+namespace by_macros {
+
 struct Frame {
   std::string thread;
   std::vector<std::string> frames;
@@ -66,6 +66,12 @@ NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Counters, fp32_active, tensor_ac
                                                 tflops_achieved, tflops_peak, reason)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Point, t, phase, gpu_util, vram_mb, power_w, dcgm,
                                                 py_spy, text, cmdline)
+
+}  // namespace by_macros
+
+namespace {
+
+using by_macros::Point;
 
 std::vector<Point> readWithNlohmann(const std::string& text) {
   std::vector<Point> points;
