@@ -30,8 +30,7 @@ std::string makeProcesses(std::size_t lines) {
       "kworker/3:1-eve [kworker/3:1-events]",
       "systemd-journal /lib/systemd/systemd-journald",
       "bash            -bash",
-      "python3         /usr/bin/python3 -u pretrain.py --model llama --data /data/shards --lr 3e-4 "
-      "--batch-size 32 --warmup-steps 2000 --output_dir /ckpt/run-17 --bf16",
+      "python3         /usr/bin/python3 -u pretrain.py --data /data/shards --output_dir /ckpt/17",
       "sshd            sshd: ada@pts/3",
       "python3         /opt/conda/bin/python -m ipykernel_launcher -f /run/user/1001/kernel-7.json",
       "nginx           nginx: worker process",
