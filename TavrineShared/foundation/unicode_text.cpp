@@ -190,10 +190,18 @@ std::size_t detail::longWhiteSpaceLength(std::string_view text) {
   return 0;
 }
 
-std::string_view detail::trimmedAtLength(std::string_view text) {
+std::string_view trimmedAtStart(std::string_view text) {
   while (const std::size_t length = whiteSpaceLength(text)) text.remove_prefix(length);
+  return text;
+}
+
+std::string_view trimmedAtEnd(std::string_view text) {
   while (const std::size_t length = whiteSpaceAtEnd(text)) text.remove_suffix(length);
   return text;
+}
+
+std::string_view detail::trimmedAtLength(std::string_view text) {
+  return trimmedAtEnd(trimmedAtStart(text));
 }
 
 std::string lowercased(std::string_view text) {

@@ -57,6 +57,10 @@ inline std::string_view trimmed(std::string_view text) {
   return detail::trimmedAtLength(text);
 }
 
+/// The same at one end only.
+std::string_view trimmedAtStart(std::string_view text);
+std::string_view trimmedAtEnd(std::string_view text);
+
 /// `text` in lower case by the full Unicode mappings of the root locale: lengths may change
 /// (U+0130 becomes two characters) and a final sigma is told from others by its context.
 /// Ill-formed input is repaired first, so the result is always well-formed.

@@ -209,6 +209,16 @@ TEST(Trimming, isAViewIntoTheSameBytes) {
   EXPECT_EQ(trimmed(text).data(), text.data() + 5);
 }
 
+TEST(Trimming, mayStopAtOneEnd) {
+  const std::string_view text = " \u2003 a b\u00A0\t";
+  EXPECT_EQ(trimmedAtStart(text), "a b\u00A0\t");
+  EXPECT_EQ(trimmedAtEnd(text), " \u2003 a b");
+  EXPECT_EQ(trimmedAtStart(" \u2003"), "");
+  EXPECT_EQ(trimmedAtEnd(" \u2003"), "");
+  EXPECT_EQ(trimmedAtStart(""), "");
+  EXPECT_EQ(trimmedAtEnd(""), "");
+}
+
 TEST(Trimming, dropsExactlyTheUnicodeWhiteSpaceCharacters) {
   int spaces = 0;
   for (char32_t c = 0; c <= 0x10FFFF; ++c) {
@@ -230,6 +240,8 @@ TEST(Trimming, leavesWhatTrimmingTheRepairedTextLeaves) {
     const std::string want = naivelyTrimmed(text);
     ASSERT_EQ(repairedUTF8(trimmed(text)), want) << testing::PrintToString(text);
     ASSERT_EQ(trimmed(repairedUTF8(text)), want) << testing::PrintToString(text);
+    ASSERT_EQ(trimmedAtEnd(trimmedAtStart(text)), trimmed(text)) << testing::PrintToString(text);
+    ASSERT_EQ(trimmedAtStart(trimmedAtEnd(text)), trimmed(text)) << testing::PrintToString(text);
   }
 }
 
