@@ -2,7 +2,8 @@
 //
 // Parsers and lenient lists stay silent: a line that cannot be read is dropped, an unsupported
 // number becomes 0. Whoever wants to know hands them a `Findings`; the records are exactly the
-// same, and each loss is told.
+// same, and each loss is told. A parser that picks few values out of much text also tells where
+// each of them stood.
 #pragma once
 
 #include <TavrineShared/model/record.h>
@@ -24,6 +25,7 @@ class FindingOutcome : public Vocabulary<FindingOutcome> {
   enum Case : std::uint8_t {
     headerSkipped,
     leftOut,
+    located,
     lineDropped,
     readAsZero,
     readAsAbsent,
@@ -39,6 +41,7 @@ class FindingOutcome : public Vocabulary<FindingOutcome> {
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
       {headerSkipped, "header_skipped", "header line skipped"},
       {leftOut, "left_out", "left out"},
+      {located, "located", "read from here"},
       {lineDropped, "line_dropped", "line dropped"},
       {readAsZero, "read_as_zero", "read as 0"},
       {readAsAbsent, "read_as_absent", "read as absent"},
@@ -50,8 +53,8 @@ class FindingOutcome : public Vocabulary<FindingOutcome> {
       {defaultUsed, "default_used", "default used"},
   });
 
-  /// False for what a reader is meant to pass over.
-  constexpr bool isLoss() const { return value_ > leftOut; }
+  /// False for what a reader is meant to pass over, and for what only tells where a value stood.
+  constexpr bool isLoss() const { return value_ > located; }
 
  private:
   Case value_;
@@ -97,7 +100,7 @@ class Findings {
   }
   /// All that were met, kept or not.
   std::size_t count() const;
-  /// Of these, the losses: all but what a reader is meant to pass over.
+  /// Of these, the losses, as `FindingOutcome::isLoss` tells them.
   std::size_t lossCount() const;
   /// The losses among those kept in full.
   std::vector<Finding> losses() const;
