@@ -29,6 +29,7 @@
 #include <TavrineShared/parsers/nvidia_smi_parser.h>
 #include <TavrineShared/parsers/process_stat_parser.h>
 #include <TavrineShared/parsers/text_rules.h>
+#include <TavrineShared/parsers/training_log_parser.h>
 #include <TavrineShared/recorder/recorder_line_parser.h>
 #include <TavrineShared/recorder/recorder_records.h>
 #include <TavrineShared/store/snapshot_disk_store.h>
