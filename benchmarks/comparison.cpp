@@ -199,7 +199,7 @@ void Comparison::print() const {
     // Rates, not times: the two sides may be given inputs of different sizes.
     const double ratio = static_cast<double>(ours.bytes) / ours.seconds.front() /
                          (static_cast<double>(theirs.bytes) / theirs.seconds.front());
-    std::printf("  %-44s %14s   %-36s %14s %8.2f %6s %6s  %s\n",
+    std::printf("  %-44s %14s   %-36s %14s %8.4g %6s %6s  %s\n",
                 ours.name.c_str(),
                 rates(ours.seconds, ours.bytes).c_str(),
                 theirs.name.c_str(),

@@ -65,21 +65,32 @@ bool hasFoldingLetter(std::string_view text) {
 }
 
 FoldedText fold(std::string_view text) {
+  // No letters take more bytes than their character.
   FoldedText folded;
-  folded.text.reserve(text.size());
-  folded.origin.reserve(text.size() + 1);
+  folded.text.resize(text.size());
+  folded.origin.resize(text.size() + 1);
+  std::size_t size = 0;
   std::size_t at = 0;
-  const auto append = [&](std::string_view letters) {
-    folded.text += letters;
-    folded.origin.insert(folded.origin.end(), letters.size(), static_cast<std::uint32_t>(at));
+  const auto put = [&](char c) {
+    folded.text[size] = c;
+    folded.origin[size] = static_cast<std::uint32_t>(at);
+    ++size;
   };
   while (at < text.size()) {
-    const bool isASCII = static_cast<unsigned char>(text[at]) < 0x80;
-    const FoldingLetter* const letter = isASCII ? nullptr : letterAt(text.substr(at));
-    append(letter == nullptr ? text.substr(at, 1) : letter->letters);
-    at += letter == nullptr ? 1 : letter->character.size();
+    // All of them begin with a byte from 0xC3 on, as most other bytes do not.
+    const bool mayBeLetter = static_cast<unsigned char>(text[at]) >= 0xC3;
+    const FoldingLetter* const letter = mayBeLetter ? letterAt(text.substr(at)) : nullptr;
+    if (letter == nullptr) {
+      put(text[at]);
+      ++at;
+    } else {
+      for (const char c : letter->letters) put(c);
+      at += letter->character.size();
+    }
   }
-  folded.origin.push_back(static_cast<std::uint32_t>(at));
+  folded.origin[size] = static_cast<std::uint32_t>(at);
+  folded.text.resize(size);
+  folded.origin.resize(size + 1);
   return folded;
 }
 

@@ -40,7 +40,7 @@ class LiteralScanner {
   };
   using Gram = std::uint32_t;  // three bytes, the first one lowest
   static constexpr std::size_t kSlotBits = 16;
-  static constexpr std::size_t kRowCount = 1024;
+  static constexpr std::size_t kRowCount = 4096;
 
   // Letters differ from their capitals in bit 0x20 alone.
   static std::size_t slotOf(Gram gram) {

@@ -150,6 +150,10 @@ class Reader {
     return text_.substr(match.groupBegin, match.groupEnd - match.groupBegin);
   }
 
+  std::string_view numberText(const training_log::NumberMatch& match) const {
+    return text_.substr(match.numberBegin, match.end - match.numberBegin);
+  }
+
   void noteGroup(FindingOutcome outcome, const WindowMatch& match, std::string path,
                  std::string reason) {
     report_.note(outcome, match.groupBegin, match.groupEnd, std::move(path), std::move(reason));
@@ -274,12 +278,13 @@ class Reader {
   }
 
   std::vector<Point> readPoints() {
-    const std::vector<ValidationPoint>& found = sweep_.validationPoints();
+    const std::size_t count = sweep_.validationPointCount();
     std::vector<Point> points;
-    points.reserve(found.size());
-    for (std::size_t i = 0; i < found.size(); ++i) {
-      const std::optional<std::int64_t> step = readInteger(group(found[i].step));
-      const std::optional<double> value = readFloat(group(found[i].value));
+    points.reserve(count);
+    for (std::size_t i = 0; i < count; ++i) {
+      const ValidationPoint found = sweep_.validationPoint(i);
+      const std::optional<std::int64_t> step = readInteger(numberText(found.step));
+      const std::optional<double> value = readFloat(numberText(found.value));
       if (step && value) {
         points.push_back({*step, *value, i});
       } else {
@@ -321,7 +326,7 @@ class Reader {
 
   void notePoint(FindingOutcome outcome, std::size_t order, std::string path, std::string reason) {
     if (!report_.isWanted()) return;
-    const auto& [step, value] = sweep_.validationPoints()[order];
+    const auto [step, value] = sweep_.validationPoint(order);
     report_.note(outcome,
                  std::min(step.begin, value.begin),
                  std::max(step.end, value.end),

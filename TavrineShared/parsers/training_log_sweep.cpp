@@ -160,7 +160,7 @@ std::optional<std::size_t> numberBefore(std::string_view text, std::size_t unit)
 /// What a pattern makes of plain ASCII can be read off by hand, many times faster than ICU does.
 struct PlainMatch {
   bool isPlain;  ///< false: something else than ASCII is in the way, so ICU must decide
-  std::optional<WindowMatch> match = {};
+  std::optional<NumberMatch> match = {};
 };
 
 bool isAllASCII(std::string_view text) {
@@ -187,7 +187,7 @@ PlainMatch plainValue(std::string_view text, std::size_t begin, std::size_t end)
     const std::size_t exponentEnd = skipDigits(text, exponent);
     if (exponentEnd > exponent) at = exponentEnd;
   }
-  return {true, WindowMatch{begin, at, number, at}};
+  return {true, NumberMatch{begin, number, at}};
 }
 
 /// `(?:ation)?\s*[:= ]\s*([0-9]+)` behind the anchor at [begin, end), step or iter.
@@ -204,32 +204,34 @@ PlainMatch plainStep(std::string_view text, std::size_t begin, std::size_t end) 
   }
   if (at == text.size() || !isDigit(text[at])) return {at == text.size() || isASCII(text[at])};
   const std::size_t numberEnd = skipDigits(text, at);
-  return {true, WindowMatch{begin, numberEnd, at, numberEnd}};
+  return {true, NumberMatch{begin, at, numberEnd}};
 }
 
-/// Calls `found(a, b)` for each match of `^.*?A.*?B`, given all matches of A and of B in order. A
-/// match begins on a line that has not been touched by the one before. It is the first A beginning
-/// on that line that a B follows on the line where A ends; the nearest such B counts.
+/// Calls `found(i, j)` for each match of `^.*?A.*?B`, where it is made of as[i] and bs[j], given
+/// all matches of A and of B in order. A match begins on a line that has not been touched by the
+/// one before. It is the first A beginning on that line that a B follows on the line where A ends;
+/// the nearest such B counts.
 template <class Found>
-void joinOnLines(std::string_view text, const std::vector<WindowMatch>& as,
-                 const std::vector<WindowMatch>& bs, Found found) {
-  auto b = bs.begin();
+void joinOnLines(std::string_view text, const std::vector<NumberMatch>& as,
+                 const std::vector<NumberMatch>& bs, Found found) {
+  std::size_t j = 0;
   std::size_t untouched = 0;
-  std::size_t stop = 0;  // the end of the line where `a` ends
-  for (const WindowMatch& a : as) {
-    if (a.begin < untouched) continue;
-    while (b != bs.end() && b->begin < a.end) ++b;
-    if (b == bs.end()) return;
-    if (stop < a.end) stop = lineEnd(text, a.end);
-    if (b->begin > stop) continue;
-    found(a, *b);
-    untouched = lineEnd(text, b->end);
+  std::size_t stop = 0;  // the end of the line where as[i] ends
+  for (std::size_t i = 0; i < as.size(); ++i) {
+    if (as[i].begin < untouched) continue;
+    while (j < bs.size() && bs[j].begin < as[i].end) ++j;
+    if (j == bs.size()) return;
+    if (stop < as[i].end) stop = lineEnd(text, as[i].end);
+    if (bs[j].begin > stop) continue;
+    found(i, j);
+    untouched = lineEnd(text, bs[j].end);
   }
 }
 
 }  // namespace
 
-LogSweep::LogSweep(std::string_view text, std::size_t blockSize) : text_(text), icu_(text) {
+LogSweep::LogSweep(std::string_view text, std::size_t blockSize)
+    : text_(text), rules_(rules()), icu_(text) {
   for (std::size_t begin = 0; begin < text.size();) {
     const std::size_t end = begin + std::min(blockSize, text.size() - begin);
     collect(begin, end);
@@ -240,19 +242,20 @@ LogSweep::LogSweep(std::string_view text, std::size_t blockSize) : text_(text), 
 }
 
 void LogSweep::collect(std::size_t blockBegin, std::size_t blockEnd) {
-  scanFolded(anchorScanner(),
-             text_,
-             blockBegin,
-             blockEnd,
-             [this](std::size_t literal, std::size_t begin, std::size_t end) {
-               for (const std::size_t user : anchors().users[literal]) {
-                 if (user < kRuleCount) {
-                   meet(user, begin, end);
-                 } else if (std::optional<std::size_t>& place = words_[user - kRuleCount]; !place) {
-                   place = begin;
-                 }
-               }
-             });
+  scanFolded(
+      anchorScanner(),
+      text_,
+      blockBegin,
+      blockEnd,
+      [this, &users = anchors().users](std::size_t literal, std::size_t begin, std::size_t end) {
+        for (const std::size_t user : users[literal]) {
+          if (user < kRuleCount) {
+            meet(user, begin, end);
+          } else if (std::optional<std::size_t>& place = words_[user - kRuleCount]; !place) {
+            place = begin;
+          }
+        }
+      });
   for (std::size_t rule = 0; rule < kRuleCount; ++rule) {
     if (candidates_[rule].empty()) continue;
     settle(rule);
@@ -261,7 +264,7 @@ void LogSweep::collect(std::size_t blockBegin, std::size_t blockEnd) {
 }
 
 void LogSweep::meet(std::size_t rule, std::size_t begin, std::size_t end) {
-  const Rule& r = rules()[rule];
+  const Rule& r = rules_[rule];
   if (r.take == Take::first && captures_[rule]) return;
   if (!mayMatch(r, text_, begin, end)) return;
   if (r.take != Take::value) {
@@ -269,13 +272,13 @@ void LogSweep::meet(std::size_t rule, std::size_t begin, std::size_t end) {
     return;
   }
   PlainMatch found = plainValue(text_, begin, end);
-  if (!found.isPlain) found.match = match(rule, begin);
+  if (!found.isPlain) found.match = numberMatch(rule, begin);
   if (found.match) values_.push_back(*found.match);
 }
 
 void LogSweep::settle(std::size_t rule) {
   const std::vector<std::size_t>& candidates = candidates_[rule];
-  if (rules()[rule].take == Take::first) {
+  if (rules_[rule].take == Take::first) {
     for (auto c = candidates.begin(); c != candidates.end() && !captures_[rule]; ++c) {
       captures_[rule] = match(rule, *c);
     }
@@ -283,7 +286,7 @@ void LogSweep::settle(std::size_t rule) {
   }
   for (auto c = candidates.rbegin(); c != candidates.rend(); ++c) {
     std::optional<std::size_t> at = *c;
-    if (rules()[rule].take == Take::lastAfterNumber) at = numberBefore(text_, *c);
+    if (rules_[rule].take == Take::lastAfterNumber) at = numberBefore(text_, *c);
     if (!at) continue;
     if (const std::optional<WindowMatch> found = match(rule, *at)) {
       captures_[rule] = found;
@@ -293,14 +296,20 @@ void LogSweep::settle(std::size_t rule) {
 }
 
 std::optional<WindowMatch> LogSweep::match(std::size_t rule, std::size_t at) {
-  return icu_.matchAt(compiledPattern(rule), rule, at, rules()[rule].beginsWord);
+  return icu_.matchAt(compiledPattern(rule), rule, at, rules_[rule].beginsWord);
+}
+
+std::optional<NumberMatch> LogSweep::numberMatch(std::size_t rule, std::size_t at) {
+  const std::optional<WindowMatch> found = match(rule, at);
+  if (!found) return std::nullopt;
+  return NumberMatch{found->begin, found->groupBegin, found->end};
 }
 
 // A step counts where it ends on the line on which a value begins, or begins on the line on which
 // one ends. All others may be left out.
 void LogSweep::findSteps() {
   std::size_t done = 0;  // always the end of a line, once there was a value
-  for (const WindowMatch& value : values_) {
+  for (const NumberMatch& value : values_) {
     if (value.begin >= done) {
       const std::size_t line = lineStart(text_, value.begin, done);
       // A step begins on an earlier line only if nothing but blanks and a separator stand between
@@ -332,16 +341,16 @@ void LogSweep::findStepsBetween(std::size_t begin, std::size_t end) {
              end,
              [this](std::size_t, std::size_t anchor, std::size_t anchorEnd) {
                PlainMatch found = plainStep(text_, anchor, anchorEnd);
-               if (!found.isPlain) found.match = match(kStepRule, anchor);
+               if (!found.isPlain) found.match = numberMatch(kStepRule, anchor);
                if (found.match) steps_.push_back(*found.match);
              });
 }
 
 void LogSweep::joinPoints() {
-  joinOnLines(text_, steps_, values_, [this](const WindowMatch& step, const WindowMatch& value) {
+  joinOnLines(text_, steps_, values_, [this](std::size_t step, std::size_t value) {
     points_.push_back({step, value});
   });
-  joinOnLines(text_, values_, steps_, [this](const WindowMatch& value, const WindowMatch& step) {
+  joinOnLines(text_, values_, steps_, [this](std::size_t value, std::size_t step) {
     points_.push_back({step, value});
   });
 }

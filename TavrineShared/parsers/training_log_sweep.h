@@ -12,15 +12,24 @@
 #include <array>
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
 namespace tavrine::training_log {
 
+/// A step or a validation loss, with the number that ends it, in bytes of the text. There can be
+/// millions of them.
+struct NumberMatch {
+  std::size_t begin;
+  std::size_t numberBegin;
+  std::size_t end;
+};
+
 /// A step and a validation loss that stand on one line, in either order.
 struct ValidationPoint {
-  WindowMatch step;
-  WindowMatch value;
+  NumberMatch step;
+  NumberMatch value;
 };
 
 class LogSweep {
@@ -40,25 +49,35 @@ class LogSweep {
   }
 
   /// The matches of `^.*?STEP.*?VALUE` in text order, then those of `^.*?VALUE.*?STEP`.
-  const std::vector<ValidationPoint>& validationPoints() const { return points_; }
+  std::size_t validationPointCount() const { return points_.size(); }
+  ValidationPoint validationPoint(std::size_t index) const {
+    return {steps_[points_[index].step], values_[points_[index].value]};
+  }
 
  private:
+  struct PointIndex {
+    std::size_t step;
+    std::size_t value;
+  };
+
   void collect(std::size_t blockBegin, std::size_t blockEnd);
   void meet(std::size_t rule, std::size_t begin, std::size_t end);
   void settle(std::size_t rule);
   std::optional<WindowMatch> match(std::size_t rule, std::size_t at);
+  std::optional<NumberMatch> numberMatch(std::size_t rule, std::size_t at);
   void findSteps();
   void findStepsBetween(std::size_t begin, std::size_t end);
   void joinPoints();
 
   std::string_view text_;
+  std::span<const Rule> rules_;
   WindowMatcher icu_;
   std::array<std::vector<std::size_t>, kRuleCount> candidates_;  // of the current block
   std::array<std::optional<WindowMatch>, kRuleCount> captures_;
   std::array<std::optional<std::size_t>, kWords.size()> words_;
-  std::vector<WindowMatch> values_;
-  std::vector<WindowMatch> steps_;
-  std::vector<ValidationPoint> points_;
+  std::vector<NumberMatch> values_;
+  std::vector<NumberMatch> steps_;
+  std::vector<PointIndex> points_;
 };
 
 }  // namespace tavrine::training_log
