@@ -187,6 +187,12 @@ const Tokens kIllFormed = {"\x80",
                            "\xFF",
                            "\0"sv};
 
+const Tokens kSteps = {"step", "iter", "iteration"};
+const Tokens kUnits = {"it/s", "iters/s", "step/s", "steps/s", "samples/s", "tok/s", "tokens/s"};
+const std::string kLongBlanks(90, ' ');
+const std::string kLongDigits(45, '1');
+const std::string kLongWord(60, 'x');
+
 const Tokens kLines = {
     "Epoch 1:  45%|####5     | 450/1000 [00:36<00:44, 12.31it/s, loss=2.31]\r",
     "iter 100: loss 2.3145, time 120.33ms, mfu 31.2%\n",
@@ -215,6 +221,7 @@ class TextMaker {
     random_.seed(seed_ * 0x9E3779B97F4A7C15 + number);
     std::string made = below(4) == 0 ? fromLines() : fromTokens();
     if (below(3) == 0) swapCases(made);
+    if (below(3) == 0) made = unfolded(made);
     if (below(4) == 0) damage(made);
     return made;
   }
@@ -235,12 +242,37 @@ class TextMaker {
                                                       &kIllFormed};
     // Few different tokens make matches and near matches likely.
     Tokens alphabet;
-    const std::size_t kind = below(4);
-    const std::size_t size = kind == 0 ? 60 : 4 + below(10);
-    if (kind == 1) alphabet = {"step", "val_loss", ":", " ", "\n", "5", "="};
-    if (kind == 2)
-      alphabet = {one(kAnchors), one(kAnchors), ":", "=", " ", "5", "2.5", one(kBreaks)};
-    for (std::size_t i = 0; i < size; ++i) alphabet.push_back(one(*kAll[below(kAll.size())]));
+    std::size_t others = 1 + below(3);
+    switch (below(7)) {
+      case 0:
+        others = 60;
+        break;
+      case 1:
+        alphabet =
+            {"step", "iter", "iteration", "val_loss", "eval/loss", ":", "=", " ", "5", "1e5"};
+        for (int i = 0; i < 4; ++i) alphabet.push_back(one(kBreaks));
+        break;
+      case 2:
+        // Little but steps that go on across line ends.
+        alphabet = {one(kSteps), one(kBreaks), one(kBreaks), " ", ":", "5", " 7", "val_loss=", "1"};
+        break;
+      case 3:
+        alphabet =
+            {"5", "2.5", ".", " ", "\n", one(kUnits), one(kUnits), one(kUnits), one(kBlanks)};
+        break;
+      case 4:
+        alphabet =
+            {one(kKeys), one(kKeys), "=1", ":2 ", "a", one(kMarks), one(kMarks), one(kMarks)};
+        break;
+      case 5:
+        // What needs more than one look.
+        alphabet = {one(kAnchors), one(kKeys), ":", "=", kLongBlanks, kLongDigits, kLongWord, "1"};
+        break;
+      default:
+        alphabet = {one(kAnchors), one(kAnchors), ":", "=", " ", "5", "2.5", one(kBreaks)};
+        others += 4;
+    }
+    for (std::size_t i = 0; i < others; ++i) alphabet.push_back(one(*kAll[below(kAll.size())]));
     std::string made;
     for (std::size_t count = 1 + below(60); count > 0; --count) made += one(alphabet);
     return made;
@@ -257,6 +289,29 @@ class TextMaker {
       const bool isLetter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
       if (isLetter && below(2) == 0) c = static_cast<char>(c ^ 0x20);
     }
+  }
+
+  /// With some letters replaced by characters that fold to them.
+  std::string unfolded(const std::string& text) {
+    std::string made;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      const auto letterAt = [&text](std::size_t at) {
+        return at < text.size() ? static_cast<char>(text[at] | 0x20) : ' ';
+      };
+      const char first = letterAt(i);
+      const char second = letterAt(i + 1);
+      const std::size_t choice = below(8);
+      if (first == 's' && (second == 's' || second == 't') && choice < 3) {
+        const bool isOdd = choice == 1;
+        made += second == 't' ? kFolding[isOdd ? 4 : 5] : kFolding[isOdd ? 2 : 3];
+        ++i;
+      } else if ((first == 's' || first == 'k') && choice == 3) {
+        made += kFolding[first == 's' ? 0 : 1];
+      } else {
+        made += text[i];
+      }
+    }
+    return made;
   }
 
   void damage(std::string& text) {

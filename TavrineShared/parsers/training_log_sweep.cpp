@@ -251,8 +251,8 @@ void LogSweep::collect(std::size_t blockBegin, std::size_t blockEnd) {
         for (const std::size_t user : users[literal]) {
           if (user < kRuleCount) {
             meet(user, begin, end);
-          } else if (std::optional<std::size_t>& place = words_[user - kRuleCount]; !place) {
-            place = begin;
+          } else {
+            meetWord(user - kRuleCount, begin, end);
           }
         }
       });
@@ -274,6 +274,13 @@ void LogSweep::meet(std::size_t rule, std::size_t begin, std::size_t end) {
   PlainMatch found = plainValue(text_, begin, end);
   if (!found.isPlain) found.match = numberMatch(rule, begin);
   if (found.match) values_.push_back(*found.match);
+}
+
+void LogSweep::meetWord(std::size_t word, std::size_t begin, std::size_t end) {
+  // Words are looked for in lower case, not folded: no traceback begins with half a ligature.
+  if (!words_[word] && lowercased(text_.substr(begin, end - begin)) == kWords[word]) {
+    words_[word] = begin;
+  }
 }
 
 void LogSweep::settle(std::size_t rule) {

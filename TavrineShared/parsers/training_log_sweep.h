@@ -43,7 +43,7 @@ class LogSweep {
   /// The first or the last match of the rule, whichever it takes.
   const std::optional<WindowMatch>& capture(std::size_t rule) const { return captures_[rule]; }
 
-  /// Where the word stands first, letter case ignored.
+  /// Where the word stands first in the lower-cased text.
   std::optional<std::size_t> firstPlaceOf(Word word) const {
     return words_[static_cast<std::size_t>(word)];
   }
@@ -62,6 +62,7 @@ class LogSweep {
 
   void collect(std::size_t blockBegin, std::size_t blockEnd);
   void meet(std::size_t rule, std::size_t begin, std::size_t end);
+  void meetWord(std::size_t word, std::size_t begin, std::size_t end);
   void settle(std::size_t rule);
   std::optional<WindowMatch> match(std::size_t rule, std::size_t at);
   std::optional<NumberMatch> numberMatch(std::size_t rule, std::size_t at);
