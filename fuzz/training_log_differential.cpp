@@ -248,8 +248,22 @@ class TextMaker {
         others = 60;
         break;
       case 1:
-        alphabet =
-            {"step", "iter", "iteration", "val_loss", "eval/loss", ":", "=", " ", "5", "1e5"};
+        alphabet = {"step",
+                    "iter",
+                    "iteration",
+                    "val_loss",
+                    "eval/loss",
+                    ":",
+                    "=",
+                    " ",
+                    "5",
+                    "1e5",
+                    "step 1 ",
+                    "iter:2 ",
+                    "step=3 ",
+                    "val_loss=4 ",
+                    "valloss:5 ",
+                    "eval_loss=6 "};
         for (int i = 0; i < 4; ++i) alphabet.push_back(one(kBreaks));
         break;
       case 2:
