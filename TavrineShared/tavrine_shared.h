@@ -30,6 +30,8 @@
 #include <TavrineShared/parsers/process_stat_parser.h>
 #include <TavrineShared/parsers/text_rules.h>
 #include <TavrineShared/parsers/training_log_parser.h>
+#include <TavrineShared/recorder/dashboard_run_state.h>
 #include <TavrineShared/recorder/recorder_line_parser.h>
 #include <TavrineShared/recorder/recorder_records.h>
+#include <TavrineShared/recorder/runtime_diagnosis.h>
 #include <TavrineShared/store/snapshot_disk_store.h>

@@ -2,7 +2,7 @@
 // case folding, as regular expressions do. Private: no public header includes it.
 //
 // There are six of use: U+00DF and U+1E9E stand for ss, U+017F for s, U+212A for k, U+FB05 and
-// U+FB06 for st. Four more stand for letters with an f (U+FB00 to U+FB04 begin with one); nobody
+// U+FB06 for st. Five more (U+FB00 to U+FB04) stand for two or three letters, an f first; nobody
 // here looks for such words, and a test says so.
 #pragma once
 

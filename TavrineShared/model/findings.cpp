@@ -40,13 +40,15 @@ std::size_t Findings::lossCount() const {
   return losses;
 }
 
-std::vector<Finding> Findings::losses() const {
-  std::vector<Finding> losses;
+std::size_t Findings::toldCount() const { return lossCount() + count(FindingOutcome::located); }
+
+std::vector<Finding> Findings::told() const {
+  std::vector<Finding> told;
   std::copy_if(findings_.begin(),
                findings_.end(),
-               std::back_inserter(losses),
-               [](const Finding& finding) { return finding.outcome.isLoss(); });
-  return losses;
+               std::back_inserter(told),
+               [](const Finding& finding) { return finding.outcome.isTold(); });
+  return told;
 }
 
 std::string excerpt(std::string_view text) {

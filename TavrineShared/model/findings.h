@@ -55,6 +55,8 @@ class FindingOutcome : public Vocabulary<FindingOutcome> {
 
   /// False for what a reader is meant to pass over, and for what only tells where a value stood.
   constexpr bool isLoss() const { return value_ > located; }
+  /// True for what is worth a line to a person: losses, and where values stood.
+  constexpr bool isTold() const { return value_ >= located; }
 
  private:
   Case value_;
@@ -102,8 +104,9 @@ class Findings {
   std::size_t count() const;
   /// Of these, the losses, as `FindingOutcome::isLoss` tells them.
   std::size_t lossCount() const;
-  /// The losses among those kept in full.
-  std::vector<Finding> losses() const;
+  /// How many are worth telling, and those among them that are kept in full.
+  std::size_t toldCount() const;
+  std::vector<Finding> told() const;
 
  private:
   std::vector<Finding> findings_;

@@ -1,5 +1,6 @@
 #include <TavrineShared/parsers/process_stat_parser.h>
 
+#include <TavrineShared/foundation/keyword_table.h>
 #include <TavrineShared/foundation/list_room.h>
 #include <TavrineShared/foundation/unicode_text.h>
 #include <TavrineShared/model/line_teller.h>
@@ -42,56 +43,52 @@ Columns columnsOf(std::string_view line) {
   return columns;
 }
 
-struct Keyword {
-  std::string_view text;  // in lower case
-  ProcessKind kind;
-};
+// A kind's place among all kinds is its rank: they are declared in the order in which they decide.
+constexpr Keyword keyword(std::string_view text, ProcessKind::Case kind) {
+  return {text, static_cast<std::size_t>(kind)};
+}
 
-// The first keyword of the table that is found decides. They are looked for anywhere, so a script
-// named pretrain.py counts as training, whoever runs it.
+// They are looked for anywhere, so a script named pretrain.py counts as training, whoever runs it.
 constexpr auto kKeywords = std::to_array<Keyword>({
-    {"torchrun", ProcessKind::training},
-    {"deepspeed", ProcessKind::training},
-    {"accelerate", ProcessKind::training},
-    {"train.py", ProcessKind::training},
-    {"trainer", ProcessKind::training},
-    {"pytorch", ProcessKind::training},
-    {"tensorflow", ProcessKind::training},
-    {"nvidia-smi", ProcessKind::gpu},
-    {"nvtop", ProcessKind::gpu},
-    {"dcgm", ProcessKind::gpu},
-    {"cuda", ProcessKind::gpu},
-    {"slurm", ProcessKind::scheduler},
-    {"srun", ProcessKind::scheduler},
-    {"sbatch", ProcessKind::scheduler},
-    {"ray::", ProcessKind::scheduler},
-    {"raylet", ProcessKind::scheduler},
-    {"jupyter", ProcessKind::notebook},
-    {"ipykernel", ProcessKind::notebook},
-    {"notebook", ProcessKind::notebook},
-    {"labapp", ProcessKind::notebook},
-    {"systemd", ProcessKind::system},
-    {"sshd:", ProcessKind::system},
+    keyword("torchrun", ProcessKind::training),
+    keyword("deepspeed", ProcessKind::training),
+    keyword("accelerate", ProcessKind::training),
+    keyword("train.py", ProcessKind::training),
+    keyword("trainer", ProcessKind::training),
+    keyword("pytorch", ProcessKind::training),
+    keyword("tensorflow", ProcessKind::training),
+    keyword("nvidia-smi", ProcessKind::gpu),
+    keyword("nvtop", ProcessKind::gpu),
+    keyword("dcgm", ProcessKind::gpu),
+    keyword("cuda", ProcessKind::gpu),
+    keyword("slurm", ProcessKind::scheduler),
+    keyword("srun", ProcessKind::scheduler),
+    keyword("sbatch", ProcessKind::scheduler),
+    keyword("ray::", ProcessKind::scheduler),
+    keyword("raylet", ProcessKind::scheduler),
+    keyword("jupyter", ProcessKind::notebook),
+    keyword("ipykernel", ProcessKind::notebook),
+    keyword("notebook", ProcessKind::notebook),
+    keyword("labapp", ProcessKind::notebook),
+    keyword("systemd", ProcessKind::system),
+    keyword("sshd:", ProcessKind::system),
 });
 
 constexpr std::array<std::string_view, 5> kSystemOwners = {
     "root", "daemon", "messagebus", "systemd-network", "systemd-resolve"};
 
-std::optional<ProcessKind> kindByKeyword(std::string_view haystack) {
-  const auto* const found =
-      std::find_if(kKeywords.begin(), kKeywords.end(), [haystack](const Keyword& keyword) {
-        return haystack.find(keyword.text) != std::string_view::npos;
-      });
-  if (found == kKeywords.end()) return std::nullopt;
-  return found->kind;
+// Both texts as they stand: no keyword has a blank, so none spans the one between them.
+std::optional<ProcessKind> kindByKeyword(std::string_view executable, std::string_view command) {
+  static const KeywordTable table(kKeywords);
+  const std::array<std::string_view, 2> texts = {executable, command};
+  const std::optional<std::size_t> rank = table.lowestRank(texts);
+  if (!rank) return std::nullopt;
+  return ProcessKind::allCases()[*rank];
 }
 
 ProcessKind classify(std::string_view executable, std::string_view command,
                      std::string_view owner) {
-  std::string haystack;
-  haystack.reserve(executable.size() + 1 + command.size());
-  haystack.append(executable).append(" ").append(command);
-  if (const std::optional<ProcessKind> kind = kindByKeyword(lowercased(haystack))) return *kind;
+  if (const std::optional<ProcessKind> kind = kindByKeyword(executable, command)) return *kind;
   const bool isSystem =
       std::find(kSystemOwners.begin(), kSystemOwners.end(), owner) != kSystemOwners.end();
   return isSystem ? ProcessKind::system : ProcessKind::other;

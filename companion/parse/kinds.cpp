@@ -2,6 +2,7 @@
 
 #include "companion/collect/queries.h"
 #include "companion/parse/line_kind.h"
+#include "companion/parse/training_log_kind.h"
 #include "companion/parse/whole_kind.h"
 #include "companion/views/gpu_table.h"
 #include "companion/views/number_text.h"
@@ -47,6 +48,7 @@ std::string pointName(const RecorderLogPoint& point) {
 }
 
 constexpr auto kProcessOptions = std::to_array({KindOption::server, KindOption::capturedAt});
+constexpr auto kTimeOption = std::to_array({KindOption::capturedAt});
 constexpr auto kDiskOptions = std::to_array({KindOption::sectorSize, KindOption::interval});
 
 constexpr auto kKinds = std::to_array<Kind>({
@@ -89,6 +91,13 @@ constexpr auto kKinds = std::to_array<Kind>({
      .example = "thermal.txt",
      .queryCommand = thermalQueryCommand,
      .parse = parseLineKind<CPUTemperature, withoutOptions<CPUThermalParser::parse>, thermalTable>},
+    {.name = "training-log",
+     .input = "a training log",
+     .records = "signals",
+     .example = "train.log",
+     .options = kTimeOption,
+     .queryCommand = nullptr,
+     .parse = parseTrainingLog},
     {.name = "recorder",
      .input = "a recorder's log",
      .records = "points",

@@ -31,14 +31,15 @@ struct ParseReport {
   }
 };
 
-namespace detail {
-
-template <class R>
-void addLosses(ParseReport<R>& report, const Findings& findings) {
-  report.findings = findings.losses();
-  const std::size_t notListed = findings.lossCount() - report.findings.size();
+/// Fills the findings of a report.
+template <class Report>
+void addTold(Report& report, const Findings& findings) {
+  report.findings = findings.told();
+  const std::size_t notListed = findings.toldCount() - report.findings.size();
   if (notListed > 0) report.findingsNotListed = static_cast<std::int64_t>(notListed);
 }
+
+namespace detail {
 
 /// Throws `EncodingError` when JSON has no form for one of the records.
 template <class R>
@@ -46,7 +47,7 @@ std::string document(const ParseRequest& request, ParseReport<R>& report) {
   const JSONStyle style =
       request.form == OutputForm::prettyJSON ? JSONStyle::pretty : JSONStyle::compact;
   if (!request.findingsInDocument) return encode(report.records, style);
-  addLosses(report, *request.findings);
+  addTold(report, *request.findings);
   return encode(report, style);
 }
 

@@ -1,5 +1,6 @@
 #include "companion/snapshot/check_report.h"
 
+#include "companion/parse/parse_report.h"
 #include "companion/views/findings_text.h"
 #include "companion/views/quantity_text.h"
 #include "companion/views/record_table.h"
@@ -96,9 +97,7 @@ CheckReport checkSnapshot(std::string_view document, Findings& findings) {
     report.error = CheckError{error.path(), error.reason(), error.found()};
   }
   report.lossCount = static_cast<std::int64_t>(findings.lossCount());
-  report.findings = findings.losses();
-  const std::size_t notListed = findings.lossCount() - report.findings.size();
-  if (notListed > 0) report.findingsNotListed = static_cast<std::int64_t>(notListed);
+  addTold(report, findings);
   return report;
 }
 

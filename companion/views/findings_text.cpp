@@ -20,7 +20,7 @@ std::string place(const Finding& finding) {
   return text;
 }
 
-std::string lossLine(const Finding& finding) {
+std::string findingLine(const Finding& finding) {
   std::string text = place(finding).append(": ");
   if (!finding.found.empty()) {
     // JSON brings its own quotation marks, where it is a text that stood there.
@@ -53,9 +53,9 @@ std::string findingsText(const Findings& findings) {
   std::string text;
   std::size_t told = 0;
   for (const Finding& finding : findings.list()) {
-    if (!finding.outcome.isLoss()) continue;
-    text.append(lossLine(finding)).append("\n");
-    ++told;
+    if (!finding.outcome.isTold()) continue;
+    text.append(findingLine(finding)).append("\n");
+    if (finding.outcome.isLoss()) ++told;
   }
   return text.append(countLine(findings, told)).append("\n");
 }

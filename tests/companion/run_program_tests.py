@@ -42,9 +42,11 @@ HEADING = ("GPU  Name  Util  Mem used  Mem total  Mem %  Temp  Power  Limit  Fan
            "  ECC errors  PCIe link  State").split("  ")
 BOLD = b"\x1b[1m"
 
-KINDS = ["gpus", "gpu-processes", "processes", "load", "disks", "thermal", "recorder"]
+QUERIES = ["gpus", "gpu-processes", "processes", "load", "disks", "thermal"]
+LIST_KINDS = QUERIES + ["recorder"]  # of these each line or object gives a record, or none
+KINDS = QUERIES + ["training-log", "recorder"]
 KNOWN_KINDS = f"(known: {', '.join(KINDS)})"
-KNOWN_QUERIES = f"(known: {', '.join(KINDS[:-1])})"
+KNOWN_QUERIES = f"(known: {', '.join(QUERIES)})"
 
 ROW = b"0, GPU A, 1 %, 2 MiB, 4 MiB, 30, 5.00 W, 6.00 W\n"
 ROW_JSON = (b'{"index":0,"memoryTotalMB":4,"memoryUsedMB":2,"name":"GPU A","powerDrawW":5,'
@@ -419,7 +421,7 @@ class Help(ProgramTest):
     COMMANDS = (["--help"], ["-h"], ["parse", "--help"], ["query", "--help"], ["show", "--help"],
                 ["check", "--help"], ["schema", "--help"],
                 *(["parse", kind, "--help"] for kind in KINDS),
-                *(["query", kind, "--help"] for kind in KINDS[:-1]))
+                *(["query", kind, "--help"] for kind in QUERIES))
 
     def test_has_an_example_for_every_command(self):
         for arguments in self.COMMANDS:
@@ -432,7 +434,7 @@ class Help(ProgramTest):
     def test_its_examples_work(self):
         shutil.copy(H100, self.folder / "gpus.csv")
         for name in ("gpu_processes.csv", "processes.txt", "loadavg.txt", "diskstats.txt",
-                     "thermal.txt", "recorder.jsonl"):
+                     "thermal.txt", "train.log", "recorder.jsonl"):
             self.file(name, b"nothing that anyone can read\n")
         shutil.copy(LAB, self.folder / "snapshot.json")
         (self.folder / ".tavrine").mkdir()
@@ -451,8 +453,8 @@ class Help(ProgramTest):
                     done = subprocess.run(["sh", "-c", example], cwd=self.folder, timeout=60,
                                           capture_output=True,
                                           env=environment(PATH=path, HOME=str(self.folder)))
-                    self.assertEqual(done.returncode, 1 if "--findings" in example else 0,
-                                     done.stderr)
+                    isLost = "--findings" in example and "training-log" not in example
+                    self.assertEqual(done.returncode, 1 if isLost else 0, done.stderr)
                     count += 1
         self.assertGreaterEqual(count, 40)
 
@@ -1143,7 +1145,7 @@ class Kinds(ProgramTest):
                 with self.subTest(source.name):
                     records = json.loads(run(*arguments, source).stdout)
                     report = json.loads(run(*arguments, "--findings=json", source).stdout)
-                    self.assertEqual(report["records"], records)
+                    self.assertEqual(report.get("records", report.get("signals")), records)
                     told = run(*arguments, "--findings", source).stderr.splitlines()
                     self.assertEqual(len(report["findings"]), len(told) - 1)
 
@@ -1177,7 +1179,7 @@ class Kinds(ProgramTest):
         self.assertIn(b"t: 1e+300 element dropped: a time outside the years", done.stderr)
 
     def test_something_else_gets_a_hint(self):
-        for kind in KINDS:
+        for kind in LIST_KINDS:
             with self.subTest(kind):
                 done = run("parse", kind, stdin=b"nothing of the kind\n")
                 self.assertEqual((done.returncode, done.stdout), (0, b"[]\n"))
@@ -1195,7 +1197,8 @@ class Kinds(ProgramTest):
                 with self.subTest(kind + ", " + name):
                     done = run("parse", kind, "--findings", stdin=text)
                     self.assertIn(done.returncode, (0, 1))
-                    self.assertEqual(done.stdout, b"[]\n")
+                    if kind in LIST_KINDS:
+                        self.assertEqual(done.stdout, b"[]\n")
                     self.assertNotRegex(done.stderr, rb"[^\n\x20-\x7e\x80-\xff]")
                     done.stderr.decode("utf-8")
 
@@ -1228,6 +1231,42 @@ class Kinds(ProgramTest):
                 self.assertEqual(dropped, [])
                 if kind in ("processes", "load"):
                     self.assertGreater(len(report["records"]), 0)
+
+
+class TrainingLog(ProgramTest):
+    FAILED = golden_cases.ROOT / "training_log/handmade/failed.log"
+
+    def test_is_one_object_with_every_signal(self):
+        done = run("parse", "training-log", "--captured-at=0", self.FAILED)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        signals = json.loads(done.stdout)
+        self.assertEqual([m["step"] for m in signals.pop("valMetrics")], [100, 200])
+        self.assertEqual(signals, {
+            "status": "failed", "loss": 0.7, "throughput": 9.8, "datasetName": "imagenet",
+            "modelName": "resnet50", "checkpointPath": "/ckpt/step_500.pt",
+            "hyperparameters": {"batch_size": "32", "lr": "3e-4", "optimizer": "adamw"},
+            "warnings": ["CUDA out-of-memory pattern detected",
+                         "Exception or traceback detected"]})
+
+    def test_findings_tell_the_line_that_made_it_fail(self):
+        done = run("parse", "training-log", "--findings", self.FAILED)
+        self.assertEqual(done.returncode, 0)
+        self.assertIn(b'line 9, column 20, warnings[0]: "out of memory. Tried to allocate" read from'
+                      b" here: CUDA out-of-memory pattern detected\n", done.stderr)
+        self.assertTrue(done.stderr.endswith(b"\nnothing was lost\n"))
+        report = json.loads(run("parse", "training-log", "--findings=json", self.FAILED).stdout)
+        self.assertEqual(report["signals"]["status"], "failed")
+        self.assertIn(("warnings[1]", 8), [(f["path"], f["line"]) for f in report["findings"]])
+
+    def test_an_empty_log_is_idle(self):
+        self.expect(run("parse", "training-log", stdin=b""), 0,
+                    b'{"hyperparameters":{},"status":"idle","valMetrics":[],"warnings":[]}\n')
+
+    def test_lines_made_to_be_slow_are_not(self):
+        for text in (b"step 1 " * 700_000, b"0" * 5_000_000, b"step" + b" " * 5_000_000,
+                     b"step 1 val_loss:x " * 250_000, b"lr= " * 1_200_000):
+            with self.subTest(text[:20]):
+                self.assertEqual(run("parse", "training-log", stdin=text).returncode, 0)
 
 
 @unittest.skipUnless(os.environ.get("TAVRINE_CORPUS"), "TAVRINE_CORPUS names no folder of captures")

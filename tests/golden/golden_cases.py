@@ -40,6 +40,9 @@ FOLDERS = {
     "sensors/disks": (".diskstats", parse_forms("disks", "--interval=2")),
     "sensors/load": (".loadavg", parse_forms("load")),
     "sensors/thermal": (".tsv", parse_forms("thermal")),
+    "training_log": (".log", parse_forms("training-log", "--captured-at=2026-11-15T17:48:25Z")),
+    "training_log/handmade": (".log", parse_forms("training-log",
+                                                  "--captured-at=2026-11-15T17:48:25Z")),
     "snapshot": (".json", [Form(".check.txt", ["check"], "stdout"),
                            Form(".show.txt", ["show"], "stdout")]),
 }
