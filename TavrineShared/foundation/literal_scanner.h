@@ -106,6 +106,7 @@ void LiteralScanner::scan(std::string_view text, Found found) const {
 template <class Found>
 bool LiteralScanner::compare(std::string_view text, std::size_t at, std::size_t slot,
                              Found& found) const {
+  // NOLINTNEXTLINE(readability-use-anyofallof): what is found is told on the way
   for (const Clue clue : rows_[slot % kRowCount]) {
     const std::size_t begin = at - static_cast<std::size_t>(clue.offset);
     // A literal that would begin before the text has a place far behind its end.

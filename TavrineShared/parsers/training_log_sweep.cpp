@@ -286,11 +286,13 @@ void LogSweep::meetWord(std::size_t word, std::size_t begin, std::size_t end) {
 void LogSweep::settle(std::size_t rule) {
   const std::vector<std::size_t>& candidates = candidates_[rule];
   if (rules_[rule].take == Take::first) {
-    for (auto c = candidates.begin(); c != candidates.end() && !captures_[rule]; ++c) {
-      captures_[rule] = match(rule, *c);
+    for (const std::size_t candidate : candidates) {
+      if (captures_[rule]) return;
+      captures_[rule] = match(rule, candidate);
     }
     return;
   }
+  // NOLINTNEXTLINE(modernize-loop-convert): clang 14 cannot do with the standard's reversed views
   for (auto c = candidates.rbegin(); c != candidates.rend(); ++c) {
     std::optional<std::size_t> at = *c;
     if (rules_[rule].take == Take::lastAfterNumber) at = numberBefore(text_, *c);

@@ -67,7 +67,7 @@ struct Histogram {
 
   // Of equally frequent phases the one declared first.
   RuntimePhase dominant() const {
-    const auto most = std::max_element(counts.begin(), counts.end());
+    const auto* const most = std::max_element(counts.begin(), counts.end());
     return RuntimePhase::allCases()[static_cast<std::size_t>(most - counts.begin())];
   }
 };
