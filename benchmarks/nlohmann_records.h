@@ -3,7 +3,7 @@
 //
 // Where every key is always there, the macro is the one that asks for no defaults, which is the
 // faster. Identifiers, times and vocabularies are converted by our own code, which is faster than
-// anything nlohmann/json has for that. Its macros write an absent optional as a null.
+// anything nlohmann/json has for that.
 #pragma once
 
 #include <TavrineShared/foundation/timestamp.h>
@@ -11,27 +11,9 @@
 #include <TavrineShared/model/app_snapshot.h>
 #include <TavrineShared/model/vocabulary.h>
 
-#include <nlohmann/json.hpp>
-#include <optional>
 #include <string>
 
-template <class T>
-struct nlohmann::adl_serializer<std::optional<T>> {
-  static void from_json(const json& j, std::optional<T>& value) {
-    if (j.is_null()) {
-      value.reset();
-    } else {
-      value = j.get<T>();
-    }
-  }
-  static void to_json(json& j, const std::optional<T>& value) {
-    if (value) {
-      j = *value;
-    } else {
-      j = nullptr;
-    }
-  }
-};
+#include "benchmarks/nlohmann_optional.h"
 
 template <>
 struct nlohmann::adl_serializer<tavrine::Timestamp> {

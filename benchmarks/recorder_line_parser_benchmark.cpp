@@ -4,34 +4,16 @@
 #include <TavrineShared/recorder/recorder_line_parser.h>
 
 #include "benchmarks/comparison.h"
+#include "benchmarks/nlohmann_optional.h"
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
-
-template <class T>
-struct nlohmann::adl_serializer<std::optional<T>> {
-  static void from_json(const json& j, std::optional<T>& value) {
-    if (j.is_null()) {
-      value.reset();
-    } else {
-      value = j.get<T>();
-    }
-  }
-  static void to_json(json& j, const std::optional<T>& value) {
-    if (value) {
-      j = *value;
-    } else {
-      j = nullptr;
-    }
-  }
-};
 
 namespace tavrine::benchmarks {
 

@@ -6,15 +6,13 @@
 // Prints a line of counts; exits with 1 when anything disagrees, after printing the document as a C
 // string literal.
 #include <array>
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <span>
 #include <string>
 #include <string_view>
-#include <system_error>
 
+#include "fuzz/differential_arguments.h"
 #include "fuzz/json_agreement.h"
 #include "fuzz/json_documents.h"
 
@@ -92,29 +90,12 @@ int run(std::size_t documents, std::uint64_t seed) {
   return disagreements == 0 ? 0 : 1;
 }
 
-template <class Number>
-bool readArgument(std::string_view text, Number& number) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size();
-}
-
 }  // namespace
 }  // namespace tavrine::fuzz
 
 int main(int argc, char** argv) {
-  std::size_t documents = 200'000;
-  std::uint64_t seed = 1;
-  const std::span<char*> arguments(argv, static_cast<std::size_t>(argc));
-  for (std::size_t i = 1; i < arguments.size(); i += 2) {
-    const std::string_view name = arguments[i];
-    const std::string_view value = i + 1 < arguments.size() ? arguments[i + 1] : "";
-    const bool isKnown = name == "--documents"
-                             ? tavrine::fuzz::readArgument(value, documents)
-                             : name == "--seed" && tavrine::fuzz::readArgument(value, seed);
-    if (!isKnown) {
-      std::fputs("usage: json_differential [--documents N] [--seed S]\n", stderr);
-      return 2;
-    }
-  }
-  return tavrine::fuzz::run(documents, seed);
+  using namespace tavrine::fuzz;
+  const auto arguments =
+      readArguments({argv, static_cast<std::size_t>(argc)}, "documents", 200'000);
+  return arguments ? run(arguments->count, arguments->seed) : 2;
 }

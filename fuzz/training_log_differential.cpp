@@ -8,17 +8,15 @@
 #include <TavrineShared/parsers/training_log_parser.h>
 
 #include <array>
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <random>
-#include <span>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
+#include "fuzz/differential_arguments.h"
 #include "tests/support/naive_training_log_parser.h"
 
 namespace tavrine::fuzz {
@@ -418,29 +416,11 @@ int run(std::size_t texts, std::uint64_t seed) {
   return differences == 0 ? 0 : 1;
 }
 
-template <class Number>
-bool readArgument(std::string_view text, Number& number) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size();
-}
-
 }  // namespace
 }  // namespace tavrine::fuzz
 
 int main(int argc, char** argv) {
-  std::size_t texts = 100'000;
-  std::uint64_t seed = 1;
-  const std::span<char*> arguments(argv, static_cast<std::size_t>(argc));
-  for (std::size_t i = 1; i < arguments.size(); i += 2) {
-    const std::string_view name = arguments[i];
-    const std::string_view value = i + 1 < arguments.size() ? arguments[i + 1] : "";
-    const bool isKnown = name == "--texts"
-                             ? tavrine::fuzz::readArgument(value, texts)
-                             : name == "--seed" && tavrine::fuzz::readArgument(value, seed);
-    if (!isKnown) {
-      std::fputs("usage: training_log_differential [--texts N] [--seed S]\n", stderr);
-      return 2;
-    }
-  }
-  return tavrine::fuzz::run(texts, seed);
+  using namespace tavrine::fuzz;
+  const auto arguments = readArguments({argv, static_cast<std::size_t>(argc)}, "texts", 100'000);
+  return arguments ? run(arguments->count, arguments->seed) : 2;
 }
