@@ -28,9 +28,11 @@
 #include <TavrineShared/parsers/load_avg_parser.h>
 #include <TavrineShared/parsers/nvidia_smi_parser.h>
 #include <TavrineShared/parsers/process_stat_parser.h>
+#include <TavrineShared/parsers/py_spy_dump_parser.h>
 #include <TavrineShared/parsers/text_rules.h>
 #include <TavrineShared/parsers/training_log_parser.h>
 #include <TavrineShared/recorder/dashboard_run_state.h>
+#include <TavrineShared/recorder/diagnosis_evidence.h>
 #include <TavrineShared/recorder/recorder_line_parser.h>
 #include <TavrineShared/recorder/recorder_records.h>
 #include <TavrineShared/recorder/runtime_diagnosis.h>

@@ -198,13 +198,17 @@ std::vector<RecorderLogPoint> parse(std::string_view text, Findings* findings) {
 }
 
 std::optional<RecorderLogPoint> latestSnapshot(std::string_view text) {
-  std::vector<RecorderLogPoint> points = parse(text);
+  const std::vector<RecorderLogPoint> points = parse(text);
+  const RecorderLogPoint* const newest = latestSnapshot(points);
+  return newest == nullptr ? std::nullopt : std::optional(*newest);
+}
+
+const RecorderLogPoint* latestSnapshot(std::span<const RecorderLogPoint> points) {
   const auto newest =
       std::find_if(points.rbegin(), points.rend(), [](const RecorderLogPoint& point) {
         return point.phase == kSnapshotPhase;
       });
-  if (newest == points.rend()) return std::nullopt;
-  return std::move(*newest);
+  return newest == points.rend() ? nullptr : &*newest;
 }
 
 std::optional<StackFrame> latestStack(std::string_view text) {

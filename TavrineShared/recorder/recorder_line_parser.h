@@ -10,6 +10,7 @@
 #include <TavrineShared/recorder/recorder_records.h>
 
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -22,6 +23,8 @@ std::vector<RecorderLogPoint> parse(std::string_view text, Findings* findings = 
 
 /// The newest point whose phase is "snapshot"; of those of equal times, that of the last line.
 std::optional<RecorderLogPoint> latestSnapshot(std::string_view text);
+/// The same of points in the order in which `parse` gives them; null when there is none.
+const RecorderLogPoint* latestSnapshot(std::span<const RecorderLogPoint> points);
 
 /// The first thread's stack out of the newest point that has any.
 std::optional<StackFrame> latestStack(std::string_view text);

@@ -1,63 +1,21 @@
 #include <TavrineShared/recorder/runtime_diagnosis.h>
 
-#include <TavrineShared/foundation/unicode_text.h>
-
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <limits>
 #include <map>
 #include <optional>
 #include <ostream>
-#include <random>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
+#include "tests/support/naive_runtime_diagnosis.h"
+#include "tests/support/recorder_points.h"
 #include "tests/support/rows.h"
 #include "tests/support/vocabulary_checks.h"
 
 namespace tavrine {
 namespace {
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
-using Stacks = std::vector<StackFrame>;
-
-StackFrame stack(std::vector<std::string> frames) {
-  return {.thread = "MainThread", .frames = std::move(frames)};
-}
-
-RecorderLogPoint point(std::optional<double> gpuUtil = {}, std::optional<Stacks> pySpy = {},
-                       std::optional<DCGMSample> dcgm = {}) {
-  return {.t = {},
-          .phase = "snapshot",
-          .gpuUtil = gpuUtil,
-          .vramMB = {},
-          .powerW = {},
-          .dcgm = std::move(dcgm),
-          .pySpy = std::move(pySpy),
-          .text = {},
-          .cmdline = {}};
-}
-
-DCGMSample counters(double tensorActive, double dramActive) {
-  return {.fp32Active = 0,
-          .tensorActive = tensorActive,
-          .dramActive = dramActive,
-          .tflopsAchieved = {},
-          .tflopsPeak = 1,
-          .reason = {}};
-}
-
-/// So many stacks of each of the given frames.
-Stacks stacks(const std::vector<std::pair<int, std::string>>& counts) {
-  Stacks all;
-  for (const auto& [count, frame] : counts)
-    all.insert(all.end(), static_cast<std::size_t>(count), stack({frame}));
-  return all;
-}
 
 // --- Phases ---
 
@@ -73,33 +31,6 @@ TEST(RuntimePhase, hasTheseCases) {
   });
 }
 
-/// The rule itself, as it was written down.
-RuntimePhase naivePhase(const StackFrame& frame) {
-  static const std::vector<std::pair<std::string, RuntimePhase>> kOrder = {
-      {"torch/distributed", RuntimePhase::collective},
-      {"nccl", RuntimePhase::collective},
-      {"allreduce", RuntimePhase::collective},
-      {"optimizer", RuntimePhase::optimizer},
-      {"adamw.py:step", RuntimePhase::optimizer},
-      {".step:", RuntimePhase::optimizer},
-      {"_engine_run_backward", RuntimePhase::backward},
-      {":backward:", RuntimePhase::backward},
-      {":forward:", RuntimePhase::forward},
-      {"_forward_impl", RuntimePhase::forward},
-      {"dataloader", RuntimePhase::dataloader},
-      {"_multiprocessingdataloaderiter", RuntimePhase::dataloader},
-      {"time.sleep", RuntimePhase::idle},
-      {"select.select", RuntimePhase::idle}};
-  std::string joined;
-  for (const std::string& text : frame.frames)
-    joined.append(joined.empty() ? "" : "\n").append(text);
-  const std::string lower = lowercased(joined);
-  for (const auto& [keyword, phase] : kOrder) {
-    if (lower.find(keyword) != std::string::npos) return phase;
-  }
-  return RuntimePhase::unknown;
-}
-
 struct PhaseRow {
   const char* name;
   std::vector<std::string> frames;
@@ -113,7 +44,7 @@ class Classify : public testing::TestWithParam<PhaseRow> {};
 
 TEST_P(Classify, goesByTheFirstKeywordOfTheList) {
   EXPECT_EQ(RuntimePhase::classify(stack(GetParam().frames)), GetParam().want);
-  EXPECT_EQ(naivePhase(stack(GetParam().frames)), GetParam().want);
+  EXPECT_EQ(naive::phaseOf(stack(GetParam().frames)), GetParam().want);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -218,13 +149,6 @@ const std::string kStall = "Underutilized \xE2\x80\x94 likely DataLoader stall";
 constexpr std::string_view kNoData = "Insufficient data";
 constexpr std::string_view kCommunication = "Communication bound (NCCL)";
 
-RecorderLogPoint withStacks(const std::vector<std::pair<int, std::string>>& counts) {
-  return point(95, stacks(counts));
-}
-RecorderLogPoint withCounters(double tensorActive, double dramActive) {
-  return point(95, {}, counters(tensorActive, dramActive));
-}
-
 INSTANTIATE_TEST_SUITE_P(
     Rows, Derive,
     rows<DiagnosisRow>({
@@ -283,74 +207,13 @@ INSTANTIATE_TEST_SUITE_P(
     }),
     rowName);
 
-/// The tests one after the other, each as it was written down.
-RuntimeDiagnosis naiveDerive(const std::optional<RecorderLogPoint>& latest,
-                             const std::vector<RecorderLogPoint>& recent) {
-  if (!latest) return RuntimeDiagnosis::unknown;
-  if (latest->dcgm && latest->dcgm->tensorActive > 0.5) return RuntimeDiagnosis::computeBound;
-  if (latest->dcgm && latest->dcgm->tensorActive < 0.3 && latest->dcgm->dramActive > 0.7) {
-    return RuntimeDiagnosis::memoryBound;
-  }
-  Stacks flat;
-  for (const RecorderLogPoint& each : recent) {
-    if (each.pySpy) flat.insert(flat.end(), each.pySpy->begin(), each.pySpy->end());
-  }
-  const auto collective = std::count_if(flat.begin(), flat.end(), [](const StackFrame& frame) {
-    return naivePhase(frame) == RuntimePhase::collective;
-  });
-  if (!flat.empty() && static_cast<double>(collective) / static_cast<double>(flat.size()) > 0.6) {
-    return RuntimeDiagnosis::communicationBound;
-  }
-  int low = 0;
-  for (std::size_t i = recent.size() < 3 ? 0 : recent.size() - 3; i < recent.size(); ++i) {
-    if (!recent[i].gpuUtil || *recent[i].gpuUtil < 30.0) ++low;
-  }
-  if (low == 3) return RuntimeDiagnosis::dataloaderStall;
-  std::map<RuntimePhase::Case, int> histogram;
-  for (const StackFrame& frame : flat) ++histogram[naivePhase(frame)];
-  if (histogram.empty()) return RuntimeDiagnosis::unknown;
-  auto picked = histogram.begin();
-  for (auto entry = histogram.begin(); entry != histogram.end(); ++entry) {
-    if (entry->second > picked->second) picked = entry;
-  }
-  if (picked->first == RuntimePhase::unknown) return RuntimeDiagnosis::unknown;
-  return RuntimeDiagnosis::mixedWith(picked->first);
-}
-
 TEST(Derive, agreesWithTheNaiveTwin) {
-  std::mt19937 random(4);
-  const auto among = [&random](const auto& values) { return values[random() % values.size()]; };
-  const std::vector<std::string> frames = {"nccl",
-                                           "torch/distributed",
-                                           "a:forward:1",
-                                           "a:backward:1",
-                                           "Optimizer",
-                                           "DataLoader",
-                                           "time.sleep",
-                                           "x",
-                                           ""};
-  const std::vector<double> shares = {0, 0.2, 0.29, 0.3, 0.31, 0.5, 0.51, 0.7, 0.71, 1, kNaN};
-  const std::vector<double> percents = {0, 29.9, 30, 30.1, 95, kNaN};
-  const auto anyPoint = [&] {
-    RecorderLogPoint made = point();
-    if (random() % 3 != 0) made.gpuUtil = among(percents);
-    if (random() % 3 == 0) made.dcgm = counters(among(shares), among(shares));
-    if (random() % 2 == 0) {
-      Stacks dump;
-      for (std::size_t i = random() % 4; i > 0; --i)
-        dump.push_back(stack({among(frames), among(frames)}));
-      made.pySpy = dump;
-    }
-    return made;
-  };
+  RandomSamples samples(4);
   std::map<std::string, int> met;
   for (int round = 0; round < 20'000; ++round) {
-    std::optional<RecorderLogPoint> latest;
-    if (random() % 10 != 0) latest = anyPoint();
-    std::vector<RecorderLogPoint> recent;
-    for (std::size_t i = random() % 6; i > 0; --i) recent.push_back(anyPoint());
+    const auto [latest, recent] = samples.next();
     const RuntimeDiagnosis diagnosis = RuntimeDiagnosis::derive(latest, recent);
-    ASSERT_EQ(diagnosis, naiveDerive(latest, recent)) << "round " << round;
+    ASSERT_EQ(diagnosis, naive::diagnosisOf(latest, recent)) << "round " << round;
     ++met[diagnosis.label()];
   }
   EXPECT_EQ(met.size(), 11U) << "every verdict is met";
