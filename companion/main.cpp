@@ -2,6 +2,7 @@
 //
 // Every verb is declared where it is done and only joined here. Data goes to standard output, words
 // for people to standard error; shell/exit_status.h says what the exit status means.
+#include "companion/diagnose/diagnose_verbs.h"
 #include "companion/parse/parse_verb.h"
 #include "companion/parse/query_verb.h"
 #include "companion/shell/usage.h"
@@ -33,6 +34,8 @@ ExitStatus run(int argc, char** argv) {
   addShowVerb(program, chosen);
   addCheckVerb(program, chosen);
   addSchemaVerb(program, chosen);
+  addDiagnoseVerb(program, chosen);
+  addClassifyVerb(program, chosen);
   try {
     program.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {

@@ -67,6 +67,8 @@ class RuntimeDiagnosis {
                                  std::span<const RecorderLogPoint> recent);
 
   bool operator==(const RuntimeDiagnosis&) const = default;
+  /// Whether it is this case, whatever its payload.
+  constexpr bool operator==(Case value) const { return value_ == value; }
 
  private:
   Case value_;

@@ -2,6 +2,8 @@
 
 #include "companion/views/visible_text.h"
 
+#include <TavrineShared/foundation/unicode_text.h>
+
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -72,6 +74,18 @@ Paint paint(ColorChoice choice) {
   const bool isWanted =
       outputIsTerminal() && environment("TERM") != "dumb" && environment("NO_COLOR").empty();
   return isWanted ? Paint::on : Paint::off;
+}
+
+Glyphs glyphs() {
+  // As for the C library, the first that is set and not empty counts.
+  for (const char* const name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+    const std::string locale = lowercased(environment(name));
+    if (locale.empty()) continue;
+    const bool isUTF8 =
+        locale.find("utf-8") != std::string::npos || locale.find("utf8") != std::string::npos;
+    return isUTF8 ? Glyphs::blocks : Glyphs::ascii;
+  }
+  return Glyphs::ascii;
 }
 
 }  // namespace tavrine

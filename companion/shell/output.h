@@ -5,6 +5,7 @@
 // failed write is an error like any other.
 #pragma once
 
+#include "companion/views/chart.h"
 #include "companion/views/text_table.h"
 
 #include <cstddef>
@@ -39,5 +40,8 @@ std::optional<std::size_t> screenWidth();
 /// Whether standard output gets colours. Automatic: a terminal that can do more than "dumb", unless
 /// the environment has a NO_COLOR that is not empty.
 Paint paint(ColorChoice choice);
+
+/// Blocks where the environment (LC_ALL, LC_CTYPE, LANG) says that characters are UTF-8.
+Glyphs glyphs();
 
 }  // namespace tavrine

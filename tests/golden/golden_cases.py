@@ -5,12 +5,18 @@ NAME.csv, say. What needs no input has its expected output elsewhere, such as th
 The tests compare, `approve` rewrites; both learn from here what there is.
 """
 
+import os
 import pathlib
 import re
 from typing import NamedTuple
 
 ROOT = pathlib.Path(__file__).resolve().parent
-SCHEMAS = ROOT.parents[1] / "docs/schema"
+REPOSITORY = ROOT.parents[1]  # where the program runs, for what it prints may name its input
+SCHEMAS = REPOSITORY / "docs/schema"
+
+
+# What the program's output depends on besides its arguments.
+ENVIRONMENT = {**os.environ, "LC_ALL": "C.UTF-8"}
 
 
 class Form(NamedTuple):
@@ -43,6 +49,10 @@ FOLDERS = {
     "training_log": (".log", parse_forms("training-log", "--captured-at=2026-11-15T17:48:25Z")),
     "training_log/handmade": (".log", parse_forms("training-log",
                                                   "--captured-at=2026-11-15T17:48:25Z")),
+    "diagnosis": (".jsonl", [Form(".txt", ["diagnose"], "stdout"),
+                             Form(".json", ["diagnose", "--pretty"], "stdout")]),
+    "stacks": (".stacks", [Form(".txt", ["classify"], "stdout"),
+                           Form(".json", ["classify", "--pretty"], "stdout")]),
     "snapshot": (".json", [Form(".check.txt", ["check"], "stdout"),
                            Form(".show.txt", ["show"], "stdout")]),
 }
@@ -64,12 +74,13 @@ def cases():
     for folder, (ending, forms) in FOLDERS.items():
         for source in sorted((ROOT / folder).glob("*" + ending)):
             for form in forms:
-                yield Case(form.arguments + [str(source)], source.with_suffix(form.ending),
-                           form.stream)
+                yield Case(form.arguments + [str(source.relative_to(REPOSITORY))],
+                           source.with_suffix(form.ending), form.stream)
     for arguments, expected in WITHOUT_INPUT.items():
         yield Case(list(arguments), expected, "stdout")
 
 
 def settled(output):
     """The output without what changes with the time of day."""
-    return re.sub(rb"\A(Snapshot of [-0-9: UTC]+), taken .*", rb"\1, taken some time ago", output)
+    output = re.sub(rb"\A(Snapshot of [-0-9: UTC]+), taken .*", rb"\1, taken some time ago", output)
+    return re.sub(rb"(, the newest of [-0-9: UTC]+), .*", rb"\1, some time ago", output)

@@ -5,6 +5,7 @@ the program prints, and every folder and file it names exists.
     readme_test.py PROGRAM
 """
 
+import os
 import pathlib
 import re
 import subprocess
@@ -27,6 +28,19 @@ class Readme(unittest.TestCase):
             [PROGRAM, "parse", "gpus", "--table", capture], capture_output=True, check=True, text=True
         ).stdout
         self.assertEqual(re.sub("^    ", "", shown, flags=re.MULTILINE), printed)
+
+    def test_diagnosis_is_what_the_program_prints(self):
+        [shown] = re.findall(r"^    \$ tavrine diagnose recorder.jsonl\n((?:    .*\n)+)", README,
+                             re.MULTILINE)
+        log = ROOT / "tests/golden/diagnosis/dataloader_stall.jsonl"
+        printed = subprocess.run(
+            [PROGRAM, "diagnose", log], capture_output=True, check=True, text=True,
+            encoding="utf-8", env={**os.environ, "LC_ALL": "C.UTF-8"}).stdout
+        lines = re.sub("^    ", "", shown, flags=re.MULTILINE).splitlines()
+        lines = [line for line in lines if line != "..." and not line.endswith(" ago")]
+        self.assertGreater(len(lines), 7)
+        for line in lines:
+            self.assertIn(line, printed.splitlines())
 
     def test_named_places_exist(self):
         named = re.findall(r"`((?:TavrineShared|companion|tests|benchmarks|fuzz|examples|cmake|tools)[/\w.]*)`", README)
