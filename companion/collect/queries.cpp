@@ -1,6 +1,7 @@
 #include "companion/collect/queries.h"
 
 #include <array>
+#include <cstddef>
 
 namespace tavrine {
 
@@ -48,6 +49,23 @@ std::string joined(const Columns& columns, NameOf nameOf) {
   return names;
 }
 
+// In single quotes nothing but a single quote means anything.
+std::string quoted(std::string_view word) {
+  std::string text = "'";
+  for (const char c : word) {
+    if (c == '\'') {
+      text += "'\\''";
+    } else {
+      text += c;
+    }
+  }
+  return text + "'";
+}
+
+std::string tailCommand(std::size_t bytes, std::string_view file) {
+  return "tail -c " + std::to_string(bytes) + " -- " + quoted(file);
+}
+
 }  // namespace
 
 std::span<const GPUQueryColumn> gpuQueryColumns() { return kGPUQueryColumns; }
@@ -85,6 +103,17 @@ std::string thermalQueryCommand() {
          R"sh(v=$(cat "$t" 2>/dev/null) || continue; s=${t##*/}; )sh"
          R"sh(l=$(cat "${t%_input}_label" 2>/dev/null) || l=${s%_input}; )sh"
          R"sh(printf '%s %s\t%s\n' "$(cat "${t%/*}/name" 2>/dev/null)" "$l" "$v"; done)sh";
+}
+
+std::string trainingLogQueryCommand(std::string_view file) {
+  constexpr std::size_t kBytes = 1 << 20;
+  return tailCommand(kBytes, file);
+}
+
+std::string recorderQueryCommand(std::string_view file) {
+  // A dump of many threads takes kilobytes, and a diagnosis wants several of them.
+  constexpr std::size_t kBytes = 4 << 20;
+  return tailCommand(kBytes, file);
 }
 
 }  // namespace tavrine

@@ -43,4 +43,9 @@ std::string diskQueryCommand();
 /// the kind of a thermal zone, or the name of a chip and of one of its sensors.
 std::string thermalQueryCommand();
 
+/// Prints the end of a training log, or of a recorder's: as much as tells how the run is doing. The
+/// first line may be cut. Any file name is quoted as the shell needs it.
+std::string trainingLogQueryCommand(std::string_view file);
+std::string recorderQueryCommand(std::string_view file);
+
 }  // namespace tavrine

@@ -59,7 +59,10 @@ struct Kind {
   std::string_view records;  ///< what is printed, likewise
   std::string_view example;  ///< a file name for the help
   std::span<const KindOption> options = {};
-  std::string (*queryCommand)();  ///< null where no one command would do
+  /// The command that yields the input: of the host as a whole, or of one of its files. One of the
+  /// two is null.
+  std::string (*queryCommand)() = nullptr;
+  std::string (*fileQueryCommand)(std::string_view file) = nullptr;
   ParseResult (*parse)(const ParseRequest& request);
 };
 

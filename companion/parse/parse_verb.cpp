@@ -38,9 +38,8 @@ OutputForm outputForm(const ParseOptions& options) {
                                                    : OutputForm::compactJSON;
 }
 
-// Behind a semicolon, where there is a command that yields the input of the kind.
+// Behind a semicolon.
 std::string queryHint(const Kind& kind, const std::string& whatItPrints) {
-  if (kind.queryCommand == nullptr) return "";
   return "; 'tavrine query " + std::string(kind.name) + "' prints " + whatItPrints;
 }
 
@@ -115,8 +114,7 @@ std::vector<std::string> examplesOf(const Kind& kind) {
   const std::string name(kind.name);
   const std::string example(kind.example);
   const std::string command = "tavrine parse " + name;
-  return {kind.queryCommand != nullptr ? "tavrine query " + name + " | sh | " + command + " --table"
-                                       : command + " --table " + example,
+  return {"tavrine query " + name + " | sh | " + command + " --table",
           command + " --findings " + example,
           command + " --compact < " + example + " > " + name + ".json"};
 }

@@ -58,5 +58,10 @@ TEST(GPUProcessQuery, isOneCommandLine) {
             "--format=csv");
 }
 
+TEST(LogQueries, readTheEndOfAFile) {
+  EXPECT_EQ(trainingLogQueryCommand("train.log"), "tail -c 1048576 -- 'train.log'");
+  EXPECT_EQ(recorderQueryCommand("-a 'b'.jsonl"), "tail -c 4194304 -- '-a '\\''b'\\''.jsonl'");
+}
+
 }  // namespace
 }  // namespace tavrine

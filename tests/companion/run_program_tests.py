@@ -42,13 +42,12 @@ HEADING = ("GPU  Name  Util  Mem used  Mem total  Mem %  Temp  Power  Limit  Fan
            "  ECC errors  PCIe link  State").split("  ")
 BOLD = b"\x1b[1m"
 
-QUERIES = ["gpus", "gpu-processes", "processes", "load", "disks", "thermal"]
-LIST_KINDS = QUERIES + ["recorder"]  # of these each line or object gives a record, or none
-KINDS = QUERIES + ["training-log", "recorder"]
+HOST_KINDS = ["gpus", "gpu-processes", "processes", "load", "disks", "thermal"]
+LIST_KINDS = HOST_KINDS + ["recorder"]  # of these each line or object gives a record, or none
+KINDS = HOST_KINDS + ["training-log", "recorder"]
 VERBS = ["parse", "query", "show", "check", "schema", "diagnose", "classify"]
 KNOWN_VERBS = f"(known: {', '.join(VERBS)})"
 KNOWN_KINDS = f"(known: {', '.join(KINDS)})"
-KNOWN_QUERIES = f"(known: {', '.join(QUERIES)})"
 
 ROW = b"0, GPU A, 1 %, 2 MiB, 4 MiB, 30, 5.00 W, 6.00 W\n"
 ROW_JSON = (b'{"index":0,"memoryTotalMB":4,"memoryUsedMB":2,"name":"GPU A","powerDrawW":5,'
@@ -346,9 +345,7 @@ class WrongUsage(ProgramTest):
     def test_unknown_words(self):
         self.expect_usage(["prase"], f"unknown verb: prase {KNOWN_VERBS}", "tavrine")
         self.expect_usage(["parse", "cpus"], f"unknown kind: cpus {KNOWN_KINDS}", "tavrine parse")
-        self.expect_usage(["query", "cpus"], f"unknown kind: cpus {KNOWN_QUERIES}",
-                          "tavrine query")
-        self.expect_usage(["query", "recorder"], f"unknown kind: recorder {KNOWN_QUERIES}",
+        self.expect_usage(["query", "cpus"], f"unknown kind: cpus {KNOWN_KINDS}",
                           "tavrine query")
         self.expect_usage(["parse", ""], f"unknown kind:  {KNOWN_KINDS}", "tavrine parse")
 
@@ -423,9 +420,10 @@ class WrongUsage(ProgramTest):
 
 class Help(ProgramTest):
     COMMANDS = (["--help"], ["-h"], ["parse", "--help"], ["query", "--help"], ["show", "--help"],
-                ["check", "--help"], ["schema", "--help"],
+                ["check", "--help"], ["schema", "--help"], ["diagnose", "--help"],
+                ["classify", "--help"],
                 *(["parse", kind, "--help"] for kind in KINDS),
-                *(["query", kind, "--help"] for kind in QUERIES))
+                *(["query", kind, "--help"] for kind in KINDS))
 
     def test_has_an_example_for_every_command(self):
         for arguments in self.COMMANDS:
@@ -438,15 +436,19 @@ class Help(ProgramTest):
     def test_its_examples_work(self):
         shutil.copy(H100, self.folder / "gpus.csv")
         for name in ("gpu_processes.csv", "processes.txt", "loadavg.txt", "diskstats.txt",
-                     "thermal.txt", "train.log", "recorder.jsonl"):
+                     "thermal.txt", "train.log"):
             self.file(name, b"nothing that anyone can read\n")
+        log = Diagnose.STALL.read_bytes() + b"nothing that anyone can read\n"
+        self.file("recorder.jsonl", log)
+        (self.folder / "runs/a").mkdir(parents=True)
+        self.file("runs/a/recorder.jsonl", log)
+        shutil.copy(Classify.STACKS / "recorded.stacks", self.folder / "dump.txt")
         shutil.copy(LAB, self.folder / "snapshot.json")
         (self.folder / ".tavrine").mkdir()
         shutil.copy(LAB, self.folder / ".tavrine/latest.json")
-        fake = self.folder / "nvidia-smi"
-        fake.write_text("#!/bin/sh\ncat gpus.csv\n")
-        fake.chmod(0o755)
-        shutil.copy(fake, self.folder / "ssh")
+        for tool, script in (("nvidia-smi", "cat gpus.csv"), ("py-spy", "cat dump.txt"),
+                             ("ssh", 'shift; exec sh -c "$*"')):
+            self.file(tool, f"#!/bin/sh\n{script}\n".encode()).chmod(0o755)
         path = f"{self.folder}:{pathlib.Path(PROGRAM).parent}:{os.environ['PATH']}"
         count = 0
         for arguments in self.COMMANDS:
@@ -467,7 +469,7 @@ class Help(ProgramTest):
         for option in ("FILE", "--table", "--json", "--pretty", "--compact",
                        "--findings[=text|json]", "--color=auto|always|never", "-h,--help"):
             self.assertIn(option, text)
-        for word in ("parse", "query", "show", "check", "schema", "--version", "Exit status"):
+        for word in (*VERBS, "--version", "Exit status"):
             self.assertIn(word, run("--help").stdout.decode())
 
     def test_version(self):
@@ -1188,7 +1190,7 @@ class Kinds(ProgramTest):
                 done = run("parse", kind, stdin=b"nothing of the kind\n")
                 self.assertEqual((done.returncode, done.stdout), (0, b"[]\n"))
                 self.assertRegex(done.stderr, rb"\Atavrine: no .* in standard input")
-                self.assertEqual(b"tavrine query" in done.stderr, kind != "recorder")
+                self.assertIn(b"tavrine query " + kind.encode(), done.stderr)
                 self.expect(run("parse", kind, stdin=b" \n\t\n"), 0, b"[]\n")
 
     def test_hostile_texts(self):
@@ -1235,6 +1237,14 @@ class Kinds(ProgramTest):
                 self.assertEqual(dropped, [])
                 if kind in ("processes", "load"):
                     self.assertGreater(len(report["records"]), 0)
+
+
+    def test_the_end_of_a_log_is_asked_for_by_name(self):
+        self.expect(run("query", "training-log"), 0, b"tail -c 1048576 -- 'train.log'\n")
+        name = self.file("-a 'b'\n.jsonl", b'{"t":1}\n')
+        command = run("query", "recorder", "--", name.name).stdout
+        shown = subprocess.run(["sh", "-c", command], cwd=self.folder, capture_output=True)
+        self.assertEqual((shown.returncode, shown.stdout), (0, b'{"t":1}\n'))
 
 
 class TrainingLog(ProgramTest):
