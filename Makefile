@@ -6,6 +6,9 @@ MAKEFLAGS += --no-print-directory
 export CMAKE_BUILD_PARALLEL_LEVEL ?= $(shell getconf _NPROCESSORS_ONLN)
 export CTEST_PARALLEL_LEVEL ?= $(CMAKE_BUILD_PARALLEL_LEVEL)
 FUZZ_SECONDS ?= 30
+DIFFERENTIAL_SECONDS ?= 120
+# Other texts each time; to have the same ones again, set the seed that was printed.
+DIFFERENTIAL_SEED ?= $(shell date +%s)
 
 # In the index or new, but never a build folder's.
 SOURCES = $$(git ls-files --cached --others --exclude-standard -- '*.h' '*.cpp')
@@ -46,6 +49,14 @@ fuzz: ## fuzzes each target for FUZZ_SECONDS (30)
 	@cmake --preset fuzz
 	@cmake --build --preset fuzz
 	@tools/fuzz.sh build/fuzz $(FUZZ_SECONDS)
+
+.PHONY: differential
+differential: ## holds the log parser against plain ICU for DIFFERENTIAL_SECONDS (120)
+	@tools/bootstrap build test
+	@cmake --preset dev
+	@cmake --build --preset dev --target training_log_differential
+	build/dev/fuzz/training_log_differential \
+		--seconds $(DIFFERENTIAL_SECONDS) --seed $(DIFFERENTIAL_SEED)
 
 .PHONY: format check-format
 format: ## lays out all sources

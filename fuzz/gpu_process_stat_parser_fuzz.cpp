@@ -3,7 +3,6 @@
 // decode to themselves.
 #include <TavrineShared/model/json_conventions.h>
 #include <TavrineShared/parsers/gpu_process_stat_parser.h>
-#include <TavrineShared/parsers/text_rules.h>
 
 #include <cmath>
 #include <cstddef>
@@ -30,9 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   requireTellLines(text, findings);
   requireInOrder(findings);
-  std::size_t lines = 0;
-  for (LineCursor cursor(text); cursor.next();) ++lines;
-  require(records.size() + losses.headers + losses.lines == lines, "every line is accounted for");
+  requireEveryLine(text, records.size(), findings);
   require(findings.count(FindingOutcome::headerSkipped) == losses.headers, "headers are told");
   require(findings.count(FindingOutcome::lineDropped) == losses.lines, "dropped lines are told");
   require(findings.count(FindingOutcome::readAsZero) == losses.readAsZero, "zeros are told");

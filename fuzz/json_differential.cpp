@@ -1,7 +1,7 @@
 // Makes up JSON documents and near-documents, and holds the JSON reader and writer against other
 // readers on each (see json_documents.h and json_agreement.h).
 //
-//   json_differential [--documents N] [--seed S]
+//   json_differential [--documents N] [--seconds N] [--seed S]
 //
 // Prints a line of counts; exits with 1 when anything disagrees, after printing the document as a C
 // string literal.
@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "fuzz/c_literal.h"
 #include "fuzz/differential_arguments.h"
 #include "fuzz/json_agreement.h"
 #include "fuzz/json_documents.h"
@@ -19,38 +20,21 @@
 namespace tavrine::fuzz {
 namespace {
 
-std::string asLiteral(std::string_view text) {
-  std::string literal = "\"";
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '"' || c == '\\') {
-      literal += '\\';
-      literal += c;
-    } else if (byte >= 0x20 && byte < 0x7F) {
-      literal += c;
-    } else {
-      std::array<char, 5> escape{};
-      std::snprintf(escape.data(), escape.size(), "\\%03o", byte);
-      literal += escape.data();
-    }
-  }
-  return literal + '"';
-}
-
-int run(std::size_t documents, std::uint64_t seed) {
+int run(const DifferentialArguments& arguments) {
   struct Tally {
     std::size_t documents = 0;
     std::size_t json = 0;
   };
-  const DocumentMaker maker(seed);
+  const DocumentMaker maker(arguments.seed);
   JSONAgreement agreement;
   std::array<Tally, kFamilyNames.size()> tallies;
   std::array<std::size_t, kKnownDifferenceNames.size()> met{};
+  std::size_t documents = 0;
   std::size_t disagreements = 0;
   std::size_t bytes = 0;
 
-  for (std::size_t i = 0; i < documents; ++i) {
-    const auto [family, text] = maker.document(i);
+  for (; arguments.goOn(documents); ++documents) {
+    const auto [family, text] = maker.document(documents);
     const JSONComparison comparison = agreement.compare(text);
     Tally& tally = tallies[static_cast<std::size_t>(family)];
     ++tally.documents;
@@ -60,23 +44,19 @@ int run(std::size_t documents, std::uint64_t seed) {
     if (!comparison.disagreement.empty()) {
       ++disagreements;
       std::printf("document %zu of seed %llu\n  does not hold: %s\n  %s\n",
-                  i,
-                  static_cast<unsigned long long>(seed),
+                  documents,
+                  static_cast<unsigned long long>(arguments.seed),
                   comparison.disagreement.c_str(),
-                  asLiteral(text).c_str());
+                  asCLiteral(text).c_str());
     }
     constexpr std::size_t kProgressEvery = 100'000;
-    if ((i + 1) % kProgressEvery == 0) {
-      std::fprintf(stderr,
-                   "%zu of %zu documents, %zu disagreements\n",
-                   i + 1,
-                   documents,
-                   disagreements);
+    if ((documents + 1) % kProgressEvery == 0) {
+      std::fprintf(stderr, "%zu documents, %zu disagreements\n", documents + 1, disagreements);
     }
   }
 
   std::printf("seed %llu: %zu documents, %zu bytes",
-              static_cast<unsigned long long>(seed),
+              static_cast<unsigned long long>(arguments.seed),
               documents,
               bytes);
   for (std::size_t k = 0; k < tallies.size(); ++k) {
@@ -97,5 +77,5 @@ int main(int argc, char** argv) {
   using namespace tavrine::fuzz;
   const auto arguments =
       readArguments({argv, static_cast<std::size_t>(argc)}, "documents", 200'000);
-  return arguments ? run(arguments->count, arguments->seed) : 2;
+  return arguments ? run(*arguments) : 2;
 }

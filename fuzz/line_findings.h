@@ -3,6 +3,7 @@
 
 #include <TavrineShared/foundation/unicode_text.h>
 #include <TavrineShared/model/findings.h>
+#include <TavrineShared/parsers/text_rules.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -50,6 +51,16 @@ inline void requireInOrder(const Findings& findings) {
     require(last < place, "findings come in the order of the text, one for each place");
     last = place;
   }
+}
+
+/// Every line is a record, or told of as one that gave none.
+inline void requireEveryLine(std::string_view text, std::size_t records, const Findings& findings) {
+  std::size_t lines = 0;
+  for (LineCursor cursor(text); cursor.next();) ++lines;
+  require(records + findings.count(FindingOutcome::headerSkipped) +
+                  findings.count(FindingOutcome::lineDropped) ==
+              lines,
+          "every line is a record or told of");
 }
 
 }  // namespace tavrine::fuzz

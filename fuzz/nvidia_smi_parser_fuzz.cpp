@@ -7,7 +7,6 @@
 #include <TavrineShared/model/field_table.h>
 #include <TavrineShared/model/json_conventions.h>
 #include <TavrineShared/parsers/nvidia_smi_parser.h>
-#include <TavrineShared/parsers/text_rules.h>
 
 #include <algorithm>
 #include <cmath>
@@ -43,12 +42,7 @@ bool areSame(const std::optional<Records>& a, const std::optional<Records>& b) {
 
 void requireCounts(std::string_view text, std::size_t records, const Findings& findings,
                    const naive::Losses& losses) {
-  std::size_t lines = 0;
-  for (LineCursor cursor(text); cursor.next();) ++lines;
-  require(records + findings.count(FindingOutcome::headerSkipped) +
-                  findings.count(FindingOutcome::lineDropped) ==
-              lines,
-          "every line is a record or told of");
+  requireEveryLine(text, records, findings);
   require(findings.count(FindingOutcome::headerSkipped) == losses.headers, "headers are told");
   require(findings.count(FindingOutcome::lineDropped) == losses.lines, "dropped lines are told");
   require(findings.count(FindingOutcome::readAsZero) == losses.readAsZero, "zeros are told");

@@ -1,7 +1,7 @@
 // Makes up training logs and near-logs, and holds the parser against its naive twin on each, with
 // blocks of 1 to 40 bytes and of the real size, with findings and without.
 //
-//   training_log_differential [--texts N] [--seed S]
+//   training_log_differential [--texts N] [--seconds N] [--seed S]
 //
 // Prints a line of counts; exits with 1 when anything differs, after printing the text as a C
 // string literal.
@@ -16,6 +16,7 @@
 #include <string_view>
 #include <vector>
 
+#include "fuzz/c_literal.h"
 #include "fuzz/differential_arguments.h"
 #include "tests/support/naive_training_log_parser.h"
 
@@ -351,41 +352,24 @@ class TextMaker {
   std::mt19937_64 random_;
 };
 
-std::string asLiteral(std::string_view text) {
-  std::string literal = "\"";
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '"' || c == '\\') {
-      literal += '\\';
-      literal += c;
-    } else if (byte >= 0x20 && byte < 0x7F) {
-      literal += c;
-    } else {
-      std::array<char, 5> escape{};
-      std::snprintf(escape.data(), escape.size(), "\\%03o", byte);
-      literal += escape.data();
-    }
-  }
-  return literal + '"';
-}
-
-int run(std::size_t texts, std::uint64_t seed) {
+int run(const DifferentialArguments& arguments) {
   constexpr Timestamp kNow{};
-  TextMaker maker(seed);
+  TextMaker maker(arguments.seed);
+  std::size_t texts = 0;
   std::size_t differences = 0;
   std::size_t bytes = 0;
   std::size_t withPoints = 0;
   std::size_t withNumbers = 0;
   std::size_t withTexts = 0;
-  for (std::size_t i = 0; i < texts; ++i) {
-    const std::string text = maker.text(i);
+  for (; arguments.goOn(texts); ++texts) {
+    const std::string text = maker.text(texts);
     bytes += text.size();
     const ParsedLogSignals want = naive::parseTrainingLog(text, kNow);
     withPoints += want.valMetrics.empty() ? 0U : 1U;
     withNumbers += want.loss || want.throughput ? 1U : 0U;
     withTexts += want.hyperparameters.empty() && !want.datasetName && !want.modelName ? 0U : 1U;
     Findings findings;
-    const std::size_t small = 1 + i % 40;
+    const std::size_t small = 1 + texts % 40;
     const bool isSame =
         naive::areSameBits(TrainingLogParser::detail::parse(text, kNow), want) &&
         naive::areSameBits(TrainingLogParser::detail::parse(text, kNow, &findings), want) &&
@@ -393,20 +377,20 @@ int run(std::size_t texts, std::uint64_t seed) {
     if (!isSame) {
       ++differences;
       std::printf("text %zu of seed %llu, blocks of %zu\n  %s\n",
-                  i,
-                  static_cast<unsigned long long>(seed),
+                  texts,
+                  static_cast<unsigned long long>(arguments.seed),
                   small,
-                  asLiteral(text).c_str());
+                  asCLiteral(text).c_str());
     }
     constexpr std::size_t kProgressEvery = 50'000;
-    if ((i + 1) % kProgressEvery == 0) {
-      std::fprintf(stderr, "%zu of %zu texts, %zu differences\n", i + 1, texts, differences);
+    if ((texts + 1) % kProgressEvery == 0) {
+      std::fprintf(stderr, "%zu texts, %zu differences\n", texts + 1, differences);
     }
   }
   std::printf(
       "seed %llu: %zu texts, %zu bytes; %zu with loss or throughput, %zu with settings or names, "
       "%zu with validation points; %zu differences\n",
-      static_cast<unsigned long long>(seed),
+      static_cast<unsigned long long>(arguments.seed),
       texts,
       bytes,
       withNumbers,
@@ -422,5 +406,5 @@ int run(std::size_t texts, std::uint64_t seed) {
 int main(int argc, char** argv) {
   using namespace tavrine::fuzz;
   const auto arguments = readArguments({argv, static_cast<std::size_t>(argc)}, "texts", 100'000);
-  return arguments ? run(arguments->count, arguments->seed) : 2;
+  return arguments ? run(*arguments) : 2;
 }
