@@ -150,7 +150,7 @@ class GoldenFiles(ProgramTest):
                                      done.stdout + done.stderr, re.M)
                 self.assertEqual(done.returncode, 1 if negative else 0)
                 count += 1
-        self.assertGreaterEqual(count, 110)
+        self.assertGreaterEqual(count, 210)
 
     def test_no_expected_output_without_its_input(self):
         known = {case.expected for case in golden_cases.cases()}
@@ -1489,6 +1489,37 @@ class OtherOutputs(ProgramTest):
                     self.assertIn(left, (0, 1) if first == header else (0,))
                     count += 1
         self.assertGreaterEqual(count, 20)
+
+    def test_every_file_gives_the_same_json_in_every_form(self):
+        count = 0
+        for folder, pattern, kind in (
+                ("compute_apps_csv", "*", "gpu-processes"), ("nvidia_smi_csv", "*", "gpus"),
+                ("ps", "**/*.*", "processes"), ("proc", "*loadavg*", "load"),
+                ("proc", "diskstats*", "disks"), ("proc", "*framed*", "disks"),
+                ("thermal", "*", "thermal"), ("training_logs", "*", "training-log")):
+            arguments = ["parse", kind]
+            if kind in ("processes", "training-log"):
+                arguments.append("--captured-at=0")
+            for source in sorted((pathlib.Path(os.environ["TAVRINE_CORPUS"]) / folder).glob(pattern)):
+                with self.subTest(source.name):
+                    plain = run(*arguments, source)
+                    told = run(*arguments, "--findings=json", source)
+                    self.assertIn(plain.returncode, (0, 1))
+                    self.assertIn(told.returncode, (0, 1))
+                    report = json.loads(told.stdout)
+                    self.assertEqual(report.get("records", report.get("signals")),
+                                     json.loads(plain.stdout))
+                    if kind == "training-log":
+                        self.expect_every_value_located(report)
+                    count += 1
+        self.assertGreaterEqual(count, 60)
+
+    def expect_every_value_located(self, report):
+        signals = report["signals"]
+        values = sum(key in signals for key in ("loss", "throughput", "datasetName", "modelName",
+                                                "checkpointPath"))
+        values += sum(len(signals[key]) for key in ("warnings", "hyperparameters", "valMetrics"))
+        self.assertEqual(sum(f["outcome"] == "located" for f in report["findings"]), values)
 
     def test_framed_disk_samples(self):
         folder = pathlib.Path(os.environ["TAVRINE_CORPUS"]) / "proc"

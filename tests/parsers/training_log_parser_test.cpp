@@ -13,6 +13,10 @@
 #include <charconv>
 #include <chrono>
 #include <cstddef>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -537,6 +541,47 @@ TEST(TrainingLogParser, takesStepsThatWereChosenToBeSlow) {
     text += "step " + std::to_string(i * 107'897) + " val_loss: 1\n";
   }
   EXPECT_EQ(parse(text).valMetrics.size(), 64U);
+}
+
+// Logs of real jobs.
+
+std::string contentOf(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::vector<std::filesystem::path> logsIn(const std::filesystem::path& folder) {
+  std::vector<std::filesystem::path> logs;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (entry.path().extension() == ".log") logs.push_back(entry.path());
+  }
+  std::sort(logs.begin(), logs.end());
+  return logs;
+}
+
+void expectReadAsPlainPatternsDo(const std::filesystem::path& path) {
+  SCOPED_TRACE(path);
+  const std::string text = contentOf(path);
+  const ParsedLogSignals want = naive::parseTrainingLog(text, kNow);
+  EXPECT_TRUE(naive::areSameBits(TrainingLogParser::detail::parse(text, kNow), want))
+      << summary(want);
+  EXPECT_TRUE(naive::areSameBits(TrainingLogParser::detail::parse(text, kNow, 1000), want));
+  Findings findings;
+  EXPECT_TRUE(naive::areSameBits(TrainingLogParser::detail::parse(text, kNow, &findings), want));
+}
+
+TEST(TrainingLogParser, readsRealLogsAsPlainPatternsDo) {
+  const auto logs = logsIn("tests/golden/training_log");
+  EXPECT_GE(logs.size(), 16U);
+  for (const auto& log : logs) expectReadAsPlainPatternsDo(log);
+}
+
+TEST(TrainingLogParser, readsTheLogsOfACorpusAsPlainPatternsDo) {
+  const char* const corpus = std::getenv("TAVRINE_CORPUS");
+  if (corpus == nullptr) GTEST_SKIP() << "TAVRINE_CORPUS names no folder of captures";
+  const auto logs = logsIn(std::filesystem::path(corpus) / "training_logs");
+  EXPECT_FALSE(logs.empty());
+  for (const auto& log : logs) expectReadAsPlainPatternsDo(log);
 }
 
 // Findings.
