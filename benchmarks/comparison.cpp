@@ -99,9 +99,9 @@ std::string bound(double ratio) {
 }
 
 const char* verdict(double ratio, double floor, double aim) {
-  if (floor == 0) return "";
   if (ratio < floor) return "BELOW FLOOR";
-  return aim != 0 && ratio >= aim ? "aim reached" : "ok";
+  if (aim != 0 && ratio >= aim) return "aim reached";
+  return floor == 0 ? "" : "ok";
 }
 
 }  // namespace

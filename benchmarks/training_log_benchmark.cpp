@@ -1,230 +1,151 @@
-// Training logs of every make become signals, beside the same patterns run by plain ICU over the
-// whole text, which is what their meaning is, and beside copying the text.
+// Training logs of every make become signals, beside the same patterns run over the whole text by
+// plain ICU, which is what their meaning is, by RE2 and by PCRE2, and beside copying the text.
 //
-// Plain ICU is the naive twin of the tests. On the texts called hostile it would take hours.
+// Plain ICU is the naive twin of the tests. On the texts called hostile it would take hours. The
+// real logs are those of tests/golden and, in rows of their own, those of the folder training_logs
+// in the one that TAVRINE_CORPUS names. So it runs in the root of the source tree.
 
 #include <TavrineShared/parsers/training_log_parser.h>
 
 #include "benchmarks/comparison.h"
+#include "benchmarks/training_log_peers.h"
+#include "benchmarks/training_logs.h"
 #include "tests/support/naive_training_log_parser.h"
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <array>
-#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <exception>
+#include <filesystem>
+#include <list>
+#include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace tavrine::benchmarks {
 
 namespace {
 
 constexpr std::size_t kSize = 100'000;
-
-// What the numbers of line `i` are made of: the same in each run, and as if by chance.
-unsigned chance(unsigned i, unsigned limit) { return (i * 2654435761U >> 8) % limit; }
-
-template <class... Arguments>
-std::string line(const char* format, Arguments... arguments) {
-  std::array<char, 512> buffer{};
-  const int length = std::snprintf(buffer.data(), buffer.size(), format, arguments...);
-  return {buffer.data(), static_cast<std::size_t>(length)};
-}
+constexpr std::size_t kMegabyte = 1'000'000;
+constexpr std::size_t kHuge = 50'000'000;
 
 struct Log {
   const char* name;
-  std::string (*line)(unsigned i);
+  std::string (*make)(std::size_t size);
   double icuFloor;
   double copyCeiling;
+  double peerAim = 0;
+  bool isReadAlikeByPeers = true;
 };
-
-std::string progressLine(unsigned i) {
-  return line("Epoch %u:  %2u%%|#######   | %u/5005 [%02u:%02u<%02u:11, %u.%02uit/s, loss=%u.%03u]",
-              i / 5005,
-              i % 5005 / 50,
-              i % 5005,
-              i / 60 % 60,
-              i % 60,
-              59 - i / 60 % 60,
-              1 + chance(i, 20),
-              chance(i, 100),
-              chance(i, 4),
-              chance(i + 1, 1000));
-}
-
-std::string barLine(unsigned i) { return progressLine(i) + "\n"; }
-std::string endlessBarLine(unsigned i) { return "\r" + progressLine(i); }
-
-std::string shortLine(unsigned i) {
-  return line("iter %u: loss %u.%04u, time %u.%02ums, mfu %u.%02u%%\n",
-              i,
-              1 + chance(i, 4),
-              chance(i, 10000),
-              100 + chance(i, 90),
-              chance(i, 100),
-              30 + chance(i, 20),
-              chance(i, 100));
-}
-
-std::string longLine(unsigned i) {
-  return line(
-      " iteration %8u/  500000 | consumed samples: %12u | consumed tokens: %14u | elapsed time per "
-      "iteration (ms): %u.%u | learning rate: %u.%03uE-05 | global batch size: %5u | lm loss: "
-      "%u.%06uE+00 | loss scale: 1.0 | grad norm: 0.%03u | number of skipped iterations:   0 | "
-      "number of nan iterations:   0 | TFLOPs: %u.%02u |\n",
-      i,
-      i * 512,
-      i * 1048576,
-      4000 + chance(i, 900),
-      chance(i, 10),
-      1 + chance(i, 9),
-      chance(i, 1000),
-      512U,
-      1 + chance(i, 9),
-      chance(i, 1000000),
-      chance(i, 1000),
-      100 + chance(i, 90),
-      chance(i, 100));
-}
-
-std::string dictLine(unsigned i) {
-  return line(
-      "{'loss': %u.%04u, 'grad_norm': %u.%03u, 'learning_rate': %u.%02ue-05, 'epoch': %u.%02u}\n",
-      chance(i, 4),
-      chance(i, 10000),
-      chance(i, 3),
-      chance(i + 5, 1000),
-      1 + chance(i, 9),
-      chance(i, 100),
-      i / 100,
-      i % 100);
-}
-
-std::string chatterLine(unsigned i) {
-  static constexpr std::array<const char*, 6> kTexts = {
-      "[rank%u]: W1120 10:%02u:11.123 torch/cuda/__init__.py:%u] compiled with sm_90 support\n",
-      "INFO 11-20 10:%02u worker.py:%u] Loaded shard %u from cache, 17 buckets, prefetch on\n",
-      "DEBUG data.loader: opened archive part-%05u.tar, %u files, queue depth %u\n",
-      "node-%u:%u:%u [0] INFO Channel 00/0 : 3[3] -> 4[4] via P2P/CUMEM\n",
-      "2025-11-20 10:%02u:%02u,%03u - distributed - INFO - Rank joined, world size 64\n",
-      "warn: feature %u is deprecated since 2.%u and will be removed in %u.0\n"};
-  const char* const text = kTexts[chance(i, 6)];
-  std::array<char, 512> buffer{};
-  const int length = std::snprintf(buffer.data(),
-                                   buffer.size(),
-                                   text,
-                                   chance(i, 60),
-                                   chance(i, 97),
-                                   chance(i, 900));
-  return {buffer.data(), static_cast<std::size_t>(length)};
-}
-
-// Ideographs and emoji around few numbers.
-std::string wideLine(unsigned i) {
-  return line(
-      "\xE8\xAE\xAD\xE7\xBB\x83\xE8\xBF\x9B\xE5\xBA\xA6\xEF\xBC\x9A\xE7\xAC\xAC %u "
-      "\xE8\xBD\xAE\xEF\xBC\x8C\xE6\x95\xB0\xE6\x8D\xAE\xE5\xB7\xB2\xE5\x8A\xA0\xE8\xBD\xBD "
-      "\xF0\x9F\x9A\x80\xF0\x9F\x94\xA5 "
-      "\xE8\x80\x97\xE6\x97\xB6 %u \xE7\xA7\x92\xEF\xBC\x8C\xE6\x98\xBE\xE5\xAD\x98 %u\n",
-      i,
-      chance(i, 100),
-      chance(i, 80));
-}
-
-std::string validationLine(unsigned i) {
-  return line("step %u | train_loss: %u.%03u | val_loss: %u.%04u | lr: %u.%02ue-4\n",
-              i * 10,
-              chance(i, 4),
-              chance(i, 1000),
-              chance(i, 4),
-              chance(i, 10000),
-              chance(i, 9),
-              chance(i, 100));
-}
-
-// Letters that fold to ASCII, blanks and line ends of every kind: every line needs ICU.
-std::string foldingLine(unsigned i) {
-  static constexpr std::array<const char*, 6> kTexts = {
-      "\xC5\xBFtep\xC2\xA0%u lo\xC3\x9F: %u.%u\xE2\x80\xA8",
-      "val_lo\xC3\x9F = %u.%u at \xEF\xAC\x86"
-      "ep %u\xC2\x85",
-      "a\xCC\x81lr=%u \xE2\x96\x88lr\xE3\x80\x80=\xE2\x80\x83%u.%u\n",
-      "%u.%u\xE2\x80\x8A"
-      "to\xE2\x84\xAA/s %u\v",
-      "\xE4\xB8\xADmodel\xC2\xA0: m%u \xE2\x80\x8B"
-      "dataset=d%u.%u\f",
-      "lo\xC5\xBF\xC5\xBF\xE2\x80\xAF= %u.%u | \xEF\xAC\x85"
-      "eps/s %u\xE2\x80\xA9"};
-  const char* const text = kTexts[chance(i, 6)];
-  std::array<char, 512> buffer{};
-  const int length =
-      std::snprintf(buffer.data(), buffer.size(), text, i, chance(i, 97), chance(i, 900));
-  return {buffer.data(), static_cast<std::size_t>(length)};
-}
 
 // The floors are two thirds of what a prototype of this design reached.
 constexpr std::array<Log, 9> kLogs = {{
-    {"progress bar lines", barLine, 80, 120},
-    {"short lines", shortLine, 80, 120},
-    {"long lines", longLine, 80, 120},
-    {"dict lines", dictLine, 80, 120},
-    {"one endless progress bar", endlessBarLine, 80, 120},
-    {"chatter without signals", chatterLine, 80, 120},
-    {"ideographs and emoji", wideLine, 80, 120},
-    {"validation loss on every line", validationLine, 25, 400},
-    {"folding letters and odd blanks", foldingLine, 7, 1200},
+    {"progress bar lines", barLog, 80, 120},
+    {"short lines", shortLineLog, 80, 120},
+    {"long lines", longLineLog, 80, 120},
+    {"dict lines", dictLog, 80, 120},
+    {"one endless progress bar", endlessBarLog, 80, 120},
+    {"chatter without signals", chatterLog, 80, 120},
+    {"ideographs and emoji", wideLog, 80, 120},
+    {"validation loss on every line", validationLog, 25, 400, 1},
+    {"folding letters and odd blanks", foldingLog, 7, 1200, 0, false},
 }};
 
-std::string makeLog(const Log& log, std::size_t size) {
-  std::string text =
-      "args: --dataset imagenet --arch resnet50 --output_dir /out batch_size=256 lr=3e-4 seed: "
-      "42\n";
-  for (unsigned i = 1; text.size() < size; ++i) text += log.line(i);
-  return text;
-}
-
-std::string repeated(std::string_view part, std::size_t size) {
-  std::string text;
-  while (text.size() < size) text += part;
-  return text;
-}
-
-struct Hostile {
+struct Peer {
   const char* name;
-  std::string (*make)(std::size_t size);
+  ParsedLogSignals (*parse)(std::string_view text);
 };
+constexpr std::array<Peer, 2> kPeers = {{{"RE2", parseWithRE2}, {"PCRE2", parseWithPCRE2}}};
 
-constexpr std::array<Hostile, 14> kHostile = {{
-    {"steps without a value", [](std::size_t size) { return repeated("step 1 ", size); }},
-    {"stepstepstep", [](std::size_t size) { return repeated("step", size); }},
-    {"step and 50 line feeds",
-     [](std::size_t size) { return repeated("step" + std::string(50, '\n'), size); }},
-    {"step and blank lines", [](std::size_t size) { return "step" + std::string(size, '\n'); }},
-    {"one number", [](std::size_t size) { return std::string(size, '7'); }},
-    {"step and blanks", [](std::size_t size) { return "step" + std::string(size, ' '); }},
-    {"val_loss without a number",
-     [](std::size_t size) { return repeated("step 1 val_loss:x ", size); }},
-    {"digit and blanks", [](std::size_t size) { return "1" + std::string(size, ' '); }},
-    {"lr= repeated", [](std::size_t size) { return repeated("lr= ", size); }},
-    {"blanks, digits, val loss",
-     [](std::size_t size) {
-       return "step" + std::string(size / 3, ' ') + std::string(size / 3, '7') +
-              repeated("val loss ", size / 3);
-     }},
-    {"val_loss: and line feeds", [](std::size_t size) { return repeated("val_loss:\n", size); }},
-    {"loss: and sharp s", [](std::size_t size) { return repeated("loss: \xC3\x9F", size); }},
-    {"lr and ideographic spaces",
-     [](std::size_t size) { return repeated("lr\xE3\x80\x80", size); }},
-    {"model: |", [](std::size_t size) { return repeated("model: |", size); }},
-}};
+std::string of(const char* parser, const std::string& log) {
+  return std::string(parser) + ", " + log;
+}
 
-double milliseconds(const std::string& text) {
-  return 1e3 *
-         bestSeconds(5, [&text] { benchmark::DoNotOptimize(TrainingLogParser::parse(text)); });
+// A comparison with what reads something else would be none.
+void requireReadAlike(const std::string& name, const std::string& text) {
+  const ParsedLogSignals ours = TrainingLogParser::detail::parse(text, Timestamp{});
+  for (const Peer& peer : kPeers) {
+    ParsedLogSignals theirs = peer.parse(text);
+    theirs.status = ours.status;
+    theirs.warnings = ours.warnings;
+    if (theirs != ours) throw std::runtime_error(of(peer.name, name) + ": read otherwise");
+  }
+}
+
+void addTasks(Comparison& table, const std::string& name, const std::string& text) {
+  table.task(name, text.size(), [&text] {
+    benchmark::DoNotOptimize(TrainingLogParser::parse(text));
+  });
+  table.task(of("plain ICU", name), text.size(), [&text] {
+    benchmark::DoNotOptimize(naive::parseTrainingLog(text, Timestamp{}));
+  });
+  for (const Peer& peer : kPeers) {
+    table.task(of(peer.name, name), text.size(), [&text, &peer] {
+      benchmark::DoNotOptimize(peer.parse(text));
+    });
+  }
+}
+
+void addMadeUpLogs(Comparison& table, std::list<std::string>& texts) {
+  static std::string copy(2 * kSize, ' ');
+  for (const Log& log : kLogs) {
+    const std::string& text = texts.emplace_back(log.make(kSize));
+    if (log.isReadAlikeByPeers) requireReadAlike(log.name, text);
+    addTasks(table, log.name, text);
+    table.task(of("memcpy", log.name), text.size(), [&text] {
+      std::memcpy(copy.data(), text.data(), text.size());
+      benchmark::ClobberMemory();
+    });
+  }
+  for (const Log& log : kLogs) table.row(log.name, of("plain ICU", log.name), log.icuFloor);
+  for (const Peer& peer : kPeers) {
+    for (const Log& log : kLogs) table.row(log.name, of(peer.name, log.name), 0, log.peerAim);
+  }
+  for (const Log& log : kLogs) table.row(log.name, of("memcpy", log.name), 1 / log.copyCeiling);
+}
+
+double seconds(const std::string& text) {
+  return bestSeconds(5, [&text] { benchmark::DoNotOptimize(TrainingLogParser::parse(text)); });
+}
+
+double secondsPerByte(const std::string& text) {
+  return seconds(text) / static_cast<double>(text.size());
+}
+
+void addGrowth(Comparison& table, const std::string& name, const std::string& megabyte,
+               const std::string& huge, double peakCeiling) {
+  table.figure(name + ", 50 MB over 1 MB, each byte",
+               secondsPerByte(huge) / secondsPerByte(megabyte),
+               "",
+               1.6);
+  const std::size_t peak =
+      peakAllocation([&huge] { benchmark::DoNotOptimize(TrainingLogParser::parse(huge)); });
+  table.figure(name + ", 50 MB, peak memory", static_cast<double>(peak) / 1e6, "MB", peakCeiling);
+}
+
+void addRealLogs(Comparison& table, std::list<std::string>& texts, const std::string& name,
+                 const std::filesystem::path& folder) {
+  const std::string logs = logsIn(folder);
+  const std::string& megabyte = texts.emplace_back(repeatedLines(logs, kMegabyte));
+  requireReadAlike(name, megabyte);
+  addTasks(table, name, megabyte);
+  table.row(name, of("plain ICU", name));
+  for (const Peer& peer : kPeers) table.row(name, of(peer.name, name));
+  addGrowth(table, name, megabyte, repeatedLines(logs, kHuge), 10);
+}
+
+void addHostileTexts(Comparison& table) {
+  for (const HostileText& hostile : hostileTexts()) {
+    const double small = seconds(hostile.make(200'000));
+    table.figure(std::string(hostile.name) + ", 200 KB", 1e3 * small, "ms", 80);
+    const double large = seconds(hostile.make(2'000'000));
+    table.figure(std::string(hostile.name) + ", 2 MB over 200 KB", large / small, "", 15);
+  }
 }
 
 double microsecondsOfShort(const std::string& text) {
@@ -236,54 +157,25 @@ double microsecondsOfShort(const std::string& text) {
 }
 
 int run(int argc, char** argv) {
-  Comparison table("Training logs of 100 KB");
-  std::vector<std::string> texts;
-  texts.reserve(kLogs.size());
-  std::string copy(2 * kSize, ' ');
-  for (const Log& log : kLogs) {
-    const std::string& text = texts.emplace_back(makeLog(log, kSize));
-    const std::string name = log.name;
-    table.task(name, text.size(), [&text] {
-      benchmark::DoNotOptimize(TrainingLogParser::parse(text));
-    });
-    table.task("plain ICU, " + name, text.size(), [&text] {
-      benchmark::DoNotOptimize(naive::parseTrainingLog(text, Timestamp{}));
-    });
-    table.task("memcpy, " + name, text.size(), [&text, &copy] {
-      std::memcpy(copy.data(), text.data(), text.size());
-      benchmark::ClobberMemory();
-    });
+  Comparison table("Training logs of 100 KB, real ones of 1 MB");
+  std::list<std::string> texts;
+  addMadeUpLogs(table, texts);
+  addRealLogs(table, texts, "real logs", "tests/golden/training_log");
+  if (const char* const corpus = std::getenv("TAVRINE_CORPUS")) {
+    addRealLogs(table, texts, "further real logs", std::filesystem::path(corpus) / "training_logs");
+  } else {
+    std::printf("TAVRINE_CORPUS names no folder of further real logs\n");
   }
-  for (const Log& log : kLogs) {
-    table.row(log.name, std::string("plain ICU, ") + log.name, log.icuFloor);
-  }
-  for (const Log& log : kLogs) {
-    table.row(log.name, std::string("memcpy, ") + log.name, 1 / log.copyCeiling);
-  }
-
-  for (const Hostile& hostile : kHostile) {
-    const double small = milliseconds(hostile.make(200'000));
-    table.figure(std::string(hostile.name) + ", 200 KB", small, "ms", 80);
-    const double large = milliseconds(hostile.make(2'000'000));
-    table.figure(std::string(hostile.name) + ", 2 MB over 200 KB", large / small, "", 15);
-  }
+  addHostileTexts(table);
   table.figure("empty text", microsecondsOfShort(""), "us", 2);
-  table.figure("one line", microsecondsOfShort(barLine(77)), "us", 15);
-
+  table.figure(
+      "one line",
+      microsecondsOfShort("Epoch 0:  1%|#    | 77/5005 [00:01<58:11, 17.12it/s, loss=2.345]\n"),
+      "us",
+      15);
   for (const std::size_t i : {std::size_t{0}, std::size_t{2}, std::size_t{7}}) {
-    const std::string name = kLogs[i].name;
-    const double perMegabyte = milliseconds(makeLog(kLogs[i], 1'000'000));
-    const std::string huge = makeLog(kLogs[i], 50'000'000);
-    table.figure(name + ", 50 MB over 1 MB, each byte",
-                 milliseconds(huge) / 50 / perMegabyte,
-                 "",
-                 1.6);
-    const std::size_t peak =
-        peakAllocation([&] { benchmark::DoNotOptimize(TrainingLogParser::parse(huge)); });
-    table.figure(name + ", 50 MB, peak memory",
-                 static_cast<double>(peak) / 1e6,
-                 "MB",
-                 i == 7 ? 100 : 10);
+    const Log& log = kLogs[i];
+    addGrowth(table, log.name, log.make(kMegabyte), log.make(kHuge), i == 7 ? 100 : 10);
   }
   return table.run(argc, argv);
 }
@@ -292,4 +184,11 @@ int run(int argc, char** argv) {
 
 }  // namespace tavrine::benchmarks
 
-int main(int argc, char** argv) { return tavrine::benchmarks::run(argc, argv); }
+int main(int argc, char** argv) {
+  try {
+    return tavrine::benchmarks::run(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
+    return 2;
+  }
+}

@@ -11,11 +11,14 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "tests/support/naive_text.h"
+#include "tests/support/training_log_patterns.h"
 
 namespace tavrine::naive {
 namespace {
@@ -60,98 +63,32 @@ class Regex {
 
 using Regexes = std::vector<Regex>;
 
-Regexes compiled(const std::vector<std::string>& patterns) {
+Regexes compiled(std::span<const std::string_view> patterns) {
   Regexes regexes;
-  for (const std::string& pattern : patterns) regexes.emplace_back(pattern);
+  for (const std::string_view pattern : patterns) regexes.emplace_back(std::string(pattern));
   return regexes;
 }
 
-const Regexes& throughputPreferredRegexes() {
-  static const Regexes regexes = compiled({
-      R"re((?i)([0-9]+(?:\.[0-9]+)?)\s*(?:it/s|iter/s|iters/s|steps?/s|samples?/s))re",
-      R"re((?i)(?:throughput|samples_per_second|iters_per_second|steps_per_second)\s*[:=]\s*([0-9]+(?:\.[0-9]+)?))re",
-  });
-  return regexes;
-}
+struct Tables {
+  Regexes throughputPreferred = compiled(kThroughputPreferredPatterns);
+  Regexes throughputFallback = compiled(kThroughputFallbackPatterns);
+  Regexes loss = compiled(kLossPatterns);
+  Regexes dataset = compiled(kDatasetPatterns);
+  Regexes model = compiled(kModelPatterns);
+  Regexes checkpoint = compiled(kCheckpointPatterns);
+  Regexes validation = compiled(kValidationPatterns);
+  std::map<std::string, Regex> hyperparameters;
 
-const Regexes& throughputFallbackRegexes() {
-  static const Regexes regexes = compiled({
-      R"re((?i)([0-9]+(?:\.[0-9]+)?)\s*(?:tok/s|tokens?/s|tokens_per_second))re",
-  });
-  return regexes;
-}
-
-const Regexes& lossRegexes() {
-  static const Regexes regexes = compiled({
-      R"re((?i)(?:train_)?loss\s*[:=]\s*([0-9]+(?:\.[0-9]+)?(?:e[-+]?[0-9]+)?))re",
-      R"re((?i)\bloss\s+([0-9]+(?:\.[0-9]+)?(?:e[-+]?[0-9]+)?))re",
-  });
-  return regexes;
-}
-
-const Regexes& datasetRegexes() {
-  static const Regexes regexes = compiled({
-      R"re((?i)\bdataset(?:_name)?\s*[:=]\s*['\"]?([A-Za-z0-9_./\-]+)['\"]?)re",
-      R"re((?i)--dataset(?:[ =])\s*([A-Za-z0-9_./\-]+))re",
-      R"re((?i)\bdata_path\s*[:=]\s*['\"]?([^\s'\"]+)['\"]?)re",
-  });
-  return regexes;
-}
-
-const Regexes& modelRegexes() {
-  static const Regexes regexes = compiled({
-      R"re((?i)\bmodel(?:_name)?\s*[:=]\s*['\"]?([A-Za-z0-9_./\-]+)['\"]?)re",
-      R"re((?i)--arch(?:itecture)?(?:[ =])\s*([A-Za-z0-9_./\-]+))re",
-      R"re((?i)\barchitecture\s*[:=]\s*['\"]?([A-Za-z0-9_./\-]+)['\"]?)re",
-  });
-  return regexes;
-}
-
-const Regexes& checkpointRegexes() {
-  static const Regexes regexes = compiled({
-      R"re((?i)(?:saving|saved)\s+checkpoint\s+(?:to\s+)?['\"]?([^\s'\"]+)['\"]?)re",
-      R"re((?i)checkpoint(?:_dir|_path|\s+dir|\s+path)?\s*[:=]\s*['\"]?([^\s'\"]+)['\"]?)re",
-      R"re((?i)--output[_-]dir(?:[ =])\s*([^\s]+))re",
-  });
-  return regexes;
-}
-
-const Regexes& valMetricRegexes() {
-  static const Regexes regexes = compiled({
-      R"re((?im)^.*?(?:step|iter|iteration)\s*[:= ]\s*([0-9]+).*?(?:val[_ ]?loss|validation[_ ]?loss|eval[_/]?loss)\s*[:=]\s*([0-9]+(?:\.[0-9]+)?(?:e[-+]?[0-9]+)?))re",
-      R"re((?im)^.*?(?:val[_ ]?loss|validation[_ ]?loss|eval[_/]?loss)\s*[:=]\s*([0-9]+(?:\.[0-9]+)?(?:e[-+]?[0-9]+)?).*?(?:step|iter|iteration)\s*[:= ]\s*([0-9]+))re",
-  });
-  return regexes;
-}
-
-const std::vector<std::pair<std::string, Regex>>& hyperparameterRegexes() {
-  static const std::vector<std::pair<std::string, Regex>> regexes = [] {
-    std::vector<std::pair<std::string, Regex>> pairs;
-    for (const char* key : {"batch_size",
-                            "lr",
-                            "learning_rate",
-                            "weight_decay",
-                            "momentum",
-                            "epochs",
-                            "num_epochs",
-                            "max_steps",
-                            "warmup_steps",
-                            "dropout",
-                            "n_layers",
-                            "n_heads",
-                            "d_model",
-                            "hidden_size",
-                            "seq_len",
-                            "optimizer",
-                            "scheduler",
-                            "seed"}) {
-      pairs.emplace_back(key,
-                         Regex(R"re((?i)\b)re" + std::string(key) +
-                               R"re(\s*[:=]\s*['\"]?([A-Za-z0-9_.\-+e]+)['\"]?)re"));
+  Tables() {
+    for (const std::string_view key : kHyperparameterKeys) {
+      hyperparameters.emplace(key, hyperparameterPattern(key));
     }
-    return pairs;
-  }();
-  return regexes;
+  }
+};
+
+const Tables& tables() {
+  static const Tables compiledOnce;
+  return compiledOnce;
 }
 
 std::u32string charactersOf(const icu::UnicodeString& text) {
@@ -189,7 +126,7 @@ std::optional<std::string> firstStringCapture(const Regexes& regexes,
 std::vector<TrainingMetric> extractValMetrics(const icu::UnicodeString& text, Timestamp now) {
   std::vector<std::pair<std::int64_t, double>> candidates;
   for (std::size_t i = 0; i < 2; ++i) {
-    for (const Regex::Groups& groups : valMetricRegexes()[i].matches(text)) {
+    for (const Regex::Groups& groups : tables().validation[i].matches(text)) {
       if (groups.size() < 3 || !groups[1] || !groups[2]) continue;
       const std::optional<std::int64_t> step = readInteger(charactersOf(*groups[i == 0 ? 1 : 2]));
       const std::optional<double> value = readFloat(charactersOf(*groups[i == 0 ? 2 : 1]));
@@ -234,18 +171,19 @@ ParsedLogSignals parseTrainingLog(std::string_view text, Timestamp now) {
     signals.warnings.emplace_back("NCCL error pattern detected");
     signals.status = RunStatus::failed;
   }
-  signals.throughput = lastCapture(throughputPreferredRegexes(), characters);
-  if (!signals.throughput)
-    signals.throughput = lastCapture(throughputFallbackRegexes(), characters);
-  signals.loss = lastCapture(lossRegexes(), characters);
-  for (const auto& [name, regex] : hyperparameterRegexes()) {
+  signals.throughput = lastCapture(tables().throughputPreferred, characters);
+  if (!signals.throughput) {
+    signals.throughput = lastCapture(tables().throughputFallback, characters);
+  }
+  signals.loss = lastCapture(tables().loss, characters);
+  for (const auto& [name, regex] : tables().hyperparameters) {
     if (std::optional<std::string> value = trimmedGroup(regex.matches(characters, true))) {
       signals.hyperparameters[name] = *value;
     }
   }
-  signals.datasetName = firstStringCapture(datasetRegexes(), characters);
-  signals.modelName = firstStringCapture(modelRegexes(), characters);
-  signals.checkpointPath = firstStringCapture(checkpointRegexes(), characters);
+  signals.datasetName = firstStringCapture(tables().dataset, characters);
+  signals.modelName = firstStringCapture(tables().model, characters);
+  signals.checkpointPath = firstStringCapture(tables().checkpoint, characters);
   signals.valMetrics = extractValMetrics(characters, now);
   return signals;
 }
