@@ -1,9 +1,9 @@
 #include <TavrineShared/parsers/process_stat_parser.h>
 
-#include <TavrineShared/foundation/keyword_table.h>
 #include <TavrineShared/foundation/list_room.h>
 #include <TavrineShared/foundation/unicode_text.h>
 #include <TavrineShared/model/line_teller.h>
+#include <TavrineShared/parsers/process_kinds.h>
 #include <TavrineShared/parsers/text_rules.h>
 
 #include <algorithm>
@@ -41,57 +41,6 @@ Columns columnsOf(std::string_view line) {
   // One separator ends the ninth column; all behind it is the tenth, further separators included.
   if (end - p > 1) columns.cells[columns.count++] = std::string_view(p + 1, end);
   return columns;
-}
-
-// A kind's place among all kinds is its rank: they are declared in the order in which they decide.
-constexpr Keyword keyword(std::string_view text, ProcessKind::Case kind) {
-  return {text, static_cast<std::size_t>(kind)};
-}
-
-// They are looked for anywhere, so a script named pretrain.py counts as training, whoever runs it.
-constexpr auto kKeywords = std::to_array<Keyword>({
-    keyword("torchrun", ProcessKind::training),
-    keyword("deepspeed", ProcessKind::training),
-    keyword("accelerate", ProcessKind::training),
-    keyword("train.py", ProcessKind::training),
-    keyword("trainer", ProcessKind::training),
-    keyword("pytorch", ProcessKind::training),
-    keyword("tensorflow", ProcessKind::training),
-    keyword("nvidia-smi", ProcessKind::gpu),
-    keyword("nvtop", ProcessKind::gpu),
-    keyword("dcgm", ProcessKind::gpu),
-    keyword("cuda", ProcessKind::gpu),
-    keyword("slurm", ProcessKind::scheduler),
-    keyword("srun", ProcessKind::scheduler),
-    keyword("sbatch", ProcessKind::scheduler),
-    keyword("ray::", ProcessKind::scheduler),
-    keyword("raylet", ProcessKind::scheduler),
-    keyword("jupyter", ProcessKind::notebook),
-    keyword("ipykernel", ProcessKind::notebook),
-    keyword("notebook", ProcessKind::notebook),
-    keyword("labapp", ProcessKind::notebook),
-    keyword("systemd", ProcessKind::system),
-    keyword("sshd:", ProcessKind::system),
-});
-
-constexpr std::array<std::string_view, 5> kSystemOwners = {
-    "root", "daemon", "messagebus", "systemd-network", "systemd-resolve"};
-
-// Both texts as they stand: no keyword has a blank, so none spans the one between them.
-std::optional<ProcessKind> kindByKeyword(std::string_view executable, std::string_view command) {
-  static const KeywordTable table(kKeywords);
-  const std::array<std::string_view, 2> texts = {executable, command};
-  const std::optional<std::size_t> rank = table.lowestRank(texts);
-  if (!rank) return std::nullopt;
-  return ProcessKind::allCases()[*rank];
-}
-
-ProcessKind classify(std::string_view executable, std::string_view command,
-                     std::string_view owner) {
-  if (const std::optional<ProcessKind> kind = kindByKeyword(executable, command)) return *kind;
-  const bool isSystem =
-      std::find(kSystemOwners.begin(), kSystemOwners.end(), owner) != kSystemOwners.end();
-  return isSystem ? ProcessKind::system : ProcessKind::other;
 }
 
 double numberOrZero(const LineTeller& line, std::string_view cell, std::string_view field) {
@@ -139,7 +88,7 @@ void parseLine(const LineTeller& line, std::string_view serverName, Timestamp ca
       .elapsed = line.text(cells[6], kFieldName<&R::elapsed>),
       .executable = {},
       .command = {},
-      .kind = classify(cells[8], cells[9], cells[2]),
+      .kind = process_kinds::kindOf(cells[8], cells[9], cells[2]),
       .capturedAt = capturedAt,
   };
   // Only now, since the record has it before the elapsed time and the table behind: what is lost
