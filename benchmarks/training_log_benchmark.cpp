@@ -134,7 +134,7 @@ void addRealLogs(Comparison& table, std::list<std::string>& texts, const std::st
   const std::string& megabyte = texts.emplace_back(repeatedLines(logs, kMegabyte));
   requireReadAlike(name, megabyte);
   addTasks(table, name, megabyte);
-  table.row(name, of("plain ICU", name));
+  table.row(name, of("plain ICU", name), 80);
   for (const Peer& peer : kPeers) table.row(name, of(peer.name, name));
   addGrowth(table, name, megabyte, repeatedLines(logs, kHuge), 10);
 }
