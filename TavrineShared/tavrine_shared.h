@@ -1,6 +1,7 @@
 // Everything the library offers, for those who want one include.
 #pragma once
 
+#include <TavrineShared/demo/sample_data.h>
 #include <TavrineShared/foundation/json_reader.h>
 #include <TavrineShared/foundation/json_writer.h>
 #include <TavrineShared/foundation/precondition.h>
