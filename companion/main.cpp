@@ -32,6 +32,7 @@ ExitStatus run(int argc, char** argv) {
   addParseVerb(program, chosen);
   addQueryVerb(program, chosen);
   addShowVerb(program, chosen);
+  addDemoVerb(program, chosen);
   addCheckVerb(program, chosen);
   addSchemaVerb(program, chosen);
   addDiagnoseVerb(program, chosen);

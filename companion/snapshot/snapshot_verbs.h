@@ -1,4 +1,4 @@
-// The verbs that work on a whole snapshot: `check`, `schema` and `show`.
+// The verbs that work on a whole snapshot: `check`, `demo`, `schema` and `show`.
 #pragma once
 
 #include "companion/shell/usage.h"
@@ -7,6 +7,7 @@ namespace tavrine {
 
 /// Each adds its verb to the program; when it is what the user asked for, `chosen` is set.
 void addCheckVerb(CLI::App& program, Action& chosen);
+void addDemoVerb(CLI::App& program, Action& chosen);
 void addSchemaVerb(CLI::App& program, Action& chosen);
 void addShowVerb(CLI::App& program, Action& chosen);
 

@@ -45,7 +45,7 @@ BOLD = b"\x1b[1m"
 HOST_KINDS = ["gpus", "gpu-processes", "processes", "load", "disks", "thermal"]
 LIST_KINDS = HOST_KINDS + ["recorder"]  # of these each line or object gives a record, or none
 KINDS = HOST_KINDS + ["training-log", "recorder"]
-VERBS = ["parse", "query", "show", "check", "schema", "diagnose", "classify"]
+VERBS = ["parse", "query", "show", "demo", "check", "schema", "diagnose", "classify"]
 KNOWN_VERBS = f"(known: {', '.join(VERBS)})"
 KNOWN_KINDS = f"(known: {', '.join(KINDS)})"
 
@@ -141,10 +141,10 @@ class ProgramTest(unittest.TestCase):
 class GoldenFiles(ProgramTest):
     def test_every_expected_output(self):
         count = 0
-        for arguments, expected, stream in golden_cases.cases():
+        for arguments, expected, stream, settled in golden_cases.cases():
             with self.subTest(expected.name):
                 done = run(*arguments, cwd=golden_cases.REPOSITORY)
-                output = golden_cases.settled(getattr(done, stream))
+                output = settled(getattr(done, stream))
                 self.assertEqual(output, expected.read_bytes())
                 negative = re.search(rb"^(tavrine: )?\d+ loss|Insufficient data",
                                      done.stdout + done.stderr, re.M)
@@ -158,8 +158,9 @@ class GoldenFiles(ProgramTest):
             for path in (golden_cases.ROOT / folder).iterdir():
                 if path.suffix != ending and path.name.endswith((".json", ".txt")):
                     self.assertIn(path, known)
-        for path in golden_cases.SCHEMAS.iterdir():
-            self.assertIn(path, known)
+        for folder in {case.expected.parent for case in golden_cases.WITHOUT_INPUT}:
+            self.assertLessEqual({path for path in folder.iterdir() if path.name != "INDEX.md"},
+                                 known)
 
     def test_the_forms_agree(self):
         for source in sorted(CAPTURES.glob("**/*.csv")):
@@ -420,8 +421,8 @@ class WrongUsage(ProgramTest):
 
 class Help(ProgramTest):
     COMMANDS = (["--help"], ["-h"], ["parse", "--help"], ["query", "--help"], ["show", "--help"],
-                ["check", "--help"], ["schema", "--help"], ["diagnose", "--help"],
-                ["classify", "--help"],
+                ["demo", "--help"], ["check", "--help"], ["schema", "--help"],
+                ["diagnose", "--help"], ["classify", "--help"],
                 *(["parse", kind, "--help"] for kind in KINDS),
                 *(["query", kind, "--help"] for kind in KINDS))
 
@@ -677,6 +678,112 @@ class Show(ProgramTest):
         self.assertLess(len(done.stdout), 10_000)
 
 
+class Demo(ProgramTest):
+    SMALLEST, LARGEST = -461168601842738790, 461168601842738785
+
+    def lab(self, *arguments):
+        done = run("demo", "--json", *arguments)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        return json.loads(done.stdout)
+
+    def test_is_of_now(self):
+        before = datetime.datetime.now(datetime.timezone.utc).replace(microsecond=0)
+        timestamp = datetime.datetime.fromisoformat(self.lab()["timestamp"].replace("Z", "+00:00"))
+        self.assertLessEqual(before, timestamp)
+        self.assertLessEqual(timestamp, datetime.datetime.now(datetime.timezone.utc))
+
+    def test_shows_a_healthy_lab_by_default(self):
+        text = golden_cases.without_clock(run("demo").stdout)
+        self.assertEqual(text, golden_cases.without_clock(run("demo", "--tick=60").stdout))
+        self.assertIn(b"Running", text)
+        self.assertNotIn(b"Stalled", text)
+        self.assertIn(b"Stalled", run("demo", "--tick", "63").stdout)
+
+    def test_json_is_a_whole_snapshot(self):
+        for tick in (self.SMALLEST, -1, 0, 60, self.LARGEST):
+            with self.subTest(tick):
+                done = run("check", "-", stdin=run("demo", "--json", "--tick", tick).stdout)
+                self.assertEqual(done.returncode, 0)
+                self.assertTrue(done.stdout.endswith(b"\nnothing was lost\n"))
+
+    def test_show_shows_the_same(self):
+        shown = run("show", "-", stdin=run("demo", "--json").stdout).stdout
+        self.assertEqual(golden_cases.without_age(shown).partition(b"\n")[2],
+                         run("demo").stdout.partition(b"\n")[2])
+
+    def test_ticks_that_are_none(self):
+        for tick in ("x", "1.5", " 1", "1 ", "0x10", "1e3", self.LARGEST + 1, self.SMALLEST - 1,
+                     10**30):
+            self.expect_usage(["demo", f"--tick={tick}"],
+                              f"--tick: must be a whole number from {self.SMALLEST} to"
+                              f" {self.LARGEST}, not {tick}", "tavrine demo")
+        self.expect_usage(["demo", "--tick", ""],
+                          f"--tick: must be a whole number from {self.SMALLEST} to {self.LARGEST},"
+                          " not ", "tavrine demo")
+        self.expect_usage(["demo", "--tick"], "--tick: 1 required N missing", "tavrine demo")
+
+    def test_ticks_that_are_some(self):
+        for arguments in (["--tick", "-21"], ["--tick=-21"], ["--tick=-00021"]):
+            self.assertEqual(self.lab(*arguments)["runs"][0]["status"], "stalled")
+        self.assertEqual(self.lab("--tick=+1")["runs"][0]["status"], "running")
+
+    def test_takes_no_file(self):
+        self.expect_usage(["demo", "lab.json"], "one argument too many: lab.json", "tavrine demo")
+
+    def test_the_number_of_processes(self):
+        self.assertIn(b"\nTop processes, 2 of 6\n", run("demo", "--processes=2").stdout)
+        self.expect_usage(["demo", "--processes=-1"], "--processes: must be a number, not -1",
+                          "tavrine demo")
+
+    def test_fits_screens(self):
+        for columns in (80, 120, 200):
+            with self.subTest(columns):
+                screen = run_on_terminal("demo", columns=columns, NO_COLOR="1").stdout.decode()
+                self.assertLessEqual(max(map(len, screen.splitlines())), columns)
+                self.assertIn("\u2026" if columns == 80 else "jupyter-lab --no-browser --port 8888",
+                              screen)
+
+    def test_colours(self):
+        self.assertIn(b"\x1b[32mRunning\x1b[0m", run("demo", "--color=always").stdout)
+        self.assertIn(b"\x1b[33mStalled\x1b[0m", run_on_terminal("demo", "--tick=21").stdout)
+        self.assertNotIn(b"\x1b", run("demo").stdout)
+
+
+class RunScript(ProgramTest):
+    """What `make run` does when all is built."""
+
+    def run_beside(self, nvidia_smi):
+        fake = self.file("nvidia-smi", b"#!/bin/sh\n" + nvidia_smi)
+        fake.chmod(0o755)
+        script = golden_cases.ROOT.parents[1] / "tools/run.sh"
+        return subprocess.run([script, PROGRAM], capture_output=True, timeout=60,
+                              env=environment(PATH=f"{self.folder}:{os.environ['PATH']}"))
+
+    def test_without_a_gpu_it_shows_the_demo_lab(self):
+        done = self.run_beside(b"exit 9\n")
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        words, _, lab = done.stdout.partition(b"\n\n")
+        self.assertIn(b"No GPU answers", words)
+        self.assertEqual(golden_cases.without_clock(lab),
+                         golden_cases.without_clock(run("demo").stdout))
+
+    def test_with_a_gpu_it_shows_that(self):
+        done = self.run_beside(b"[ \"$1\" = -L ] || printf '" + ROW.replace(b"%", b"%%") + b"'\n")
+        self.assertEqual((done.returncode, done.stderr), (0, b"nothing was lost\n"))
+        self.assertIn(b"\n  0  GPU A    1%  ", done.stdout)
+        self.assertNotIn(b"gpu-lab-a", done.stdout)
+
+    def test_what_was_lost_is_told_and_no_failure(self):
+        done = self.run_beside(b"[ \"$1\" = -L ] || echo odd\n")
+        self.assertEqual(done.returncode, 0)
+        self.assertIn(b"1 loss", done.stderr)
+
+    def test_a_query_that_fails_is_told(self):
+        done = self.run_beside(b"[ \"$1\" = -L ] || { echo no such column; exit 2; }\n")
+        self.assertEqual(done.returncode, 1)
+        self.assertEqual(done.stderr, b"That command failed:\nno such column\n")
+
+
 class Schema(ProgramTest):
     def test_of_an_unknown_record(self):
         done = run("schema", "GPU")
@@ -701,6 +808,13 @@ class Schema(ProgramTest):
         gpu_validator = jsonschema.Draft202012Validator(json.loads(run("schema", "GPUStat").stdout))
         for gpu in gpus:
             gpu_validator.validate(gpu)
+
+    def test_and_finds_every_demo_lab_valid(self):
+        schema = golden_cases.SCHEMAS / "AppSnapshot.schema.json"
+        validator = self.validator().Draft202012Validator(json.loads(schema.read_bytes()))
+        for tick in range(-5, 201):
+            lab = json.loads(run("demo", "--json", "--tick", tick).stdout)
+            self.assertIsNone(next(validator.iter_errors(lab), None), tick)
 
     def test_and_finds_what_we_never_write_invalid(self):
         validator = self.validator().Draft202012Validator(json.loads(run("schema").stdout))

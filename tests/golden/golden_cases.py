@@ -5,10 +5,12 @@ NAME.csv, say. What needs no input has its expected output elsewhere, such as th
 The tests compare, `approve` rewrites; both learn from here what there is.
 """
 
+import datetime
+import json
 import os
 import pathlib
 import re
-from typing import NamedTuple
+from typing import Callable, NamedTuple
 
 ROOT = pathlib.Path(__file__).resolve().parent
 REPOSITORY = ROOT.parents[1]  # where the program runs, for what it prints may name its input
@@ -57,17 +59,62 @@ FOLDERS = {
                            Form(".show.txt", ["show"], "stdout")]),
 }
 
-# Arguments -> the expected output, for runs that need no input.
-WITHOUT_INPUT = {
-    ("schema",): SCHEMAS / "AppSnapshot.schema.json",
-    ("schema", "GPUProcessStat"): SCHEMAS / "GPUProcessStat.schema.json",
-}
+# When all that depends on the time of day is taken to have happened.
+TAKEN = datetime.datetime(2026, 11, 15, 17, 48, 25)
+
+
+def without_age(output):
+    """An overview or a diagnosis, without how long ago what it shows was taken."""
+    output = re.sub(rb"\A(Snapshot of [-0-9: UTC]+), taken .*", rb"\1, taken some time ago", output)
+    return re.sub(rb"(, the newest of [-0-9: UTC]+), .*", rb"\1, some time ago", output)
+
+
+def without_clock(output):
+    """An overview of the present moment, as if that were TAKEN."""
+    return re.sub(rb"\ASnapshot of [-0-9: UTC]+, taken now", f"Snapshot of {TAKEN} UTC, taken now"
+                  .encode(), output)
+
+
+def at_fixed_time(output):
+    """A snapshot of the present moment, moved to TAKEN, within its texts too. Its numbers are cut to
+    nine digits, for the last ones depend on the machine's sine."""
+    now = datetime.datetime.fromisoformat(json.loads(output)["timestamp"].rstrip("Z"))
+
+    def moved_time(match):
+        moved = datetime.datetime.fromisoformat(match[1]) + (TAKEN - now)
+        return moved.isoformat() + "Z"
+
+    def moved_day(match):
+        moved = datetime.date.fromisoformat(match[1]) + (TAKEN.date() - now.date())
+        return f'"{moved}"'
+
+    text = re.sub(r"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d)Z", moved_time, output.decode())
+    text = re.sub(r'"(\d{4}-\d\d-\d\d)"', moved_day, text)
+    snapshot = json.loads(text, parse_float=lambda number: float(f"{float(number):.9g}"))
+    return (json.dumps(snapshot, indent=2, ensure_ascii=False) + "\n").encode()
 
 
 class Case(NamedTuple):
     arguments: list
     expected: pathlib.Path
-    stream: str
+    stream: str = "stdout"
+    settled: Callable = without_age  # takes what changes with the time of day out of the output
+
+
+def demo_cases():
+    for tick in (0, 1, 60):
+        yield Case(["demo", f"--tick={tick}", "--pretty"], ROOT / f"demo/tick_{tick}.json",
+                   settled=at_fixed_time)
+        yield Case(["demo", f"--tick={tick}"], ROOT / f"demo/tick_{tick}.show.txt",
+                   settled=without_clock)
+
+
+# Runs that need no input.
+WITHOUT_INPUT = [
+    Case(["schema"], SCHEMAS / "AppSnapshot.schema.json"),
+    Case(["schema", "GPUProcessStat"], SCHEMAS / "GPUProcessStat.schema.json"),
+    *demo_cases(),
+]
 
 
 def cases():
@@ -76,11 +123,4 @@ def cases():
             for form in forms:
                 yield Case(form.arguments + [str(source.relative_to(REPOSITORY))],
                            source.with_suffix(form.ending), form.stream)
-    for arguments, expected in WITHOUT_INPUT.items():
-        yield Case(list(arguments), expected, "stdout")
-
-
-def settled(output):
-    """The output without what changes with the time of day."""
-    output = re.sub(rb"\A(Snapshot of [-0-9: UTC]+), taken .*", rb"\1, taken some time ago", output)
-    return re.sub(rb"(, the newest of [-0-9: UTC]+), .*", rb"\1, some time ago", output)
+    yield from WITHOUT_INPUT
