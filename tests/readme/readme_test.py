@@ -42,6 +42,14 @@ class Readme(unittest.TestCase):
         for line in lines:
             self.assertIn(line, printed.splitlines())
 
+    def test_demo_is_what_the_program_shows(self):
+        [shown] = re.findall(r"^    \$ tavrine demo\n((?:    .*\n)+)", README, re.MULTILINE)
+        printed = subprocess.run([PROGRAM, "demo"], capture_output=True, check=True, text=True).stdout
+        parts = re.sub("^    ", "", shown, flags=re.MULTILINE).split("...\n")
+        self.assertGreater(len("".join(parts)), 100)
+        for part in parts:
+            self.assertIn(part, printed)
+
     def test_named_places_exist(self):
         named = re.findall(r"`((?:TavrineShared|companion|tests|benchmarks|fuzz|examples|cmake|tools)[/\w.]*)`", README)
         named += re.findall(r"\]\(([\w./]+)\)", README)
