@@ -11,7 +11,7 @@ namespace tavrine::SampleData {
 
 /// One tick is so many training steps.
 inline constexpr std::int64_t kStepsPerTick = 20;
-/// The points in the longer run's history, one a minute; it is a step ahead of the last of them.
+/// The points in the long run's history, one step and one minute apart; its log is one step ahead.
 inline constexpr std::int64_t kHistoryLength = 96;
 
 /// Between these two, both included, all steps are 64-bit numbers.
