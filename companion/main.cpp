@@ -2,6 +2,8 @@
 //
 // Every verb is declared where it is done and only joined here. Data goes to standard output, words
 // for people to standard error; shell/exit_status.h says what the exit status means.
+#include "companion/assemble/assemble_verb.h"
+#include "companion/collect/collect_verbs.h"
 #include "companion/diagnose/diagnose_verbs.h"
 #include "companion/parse/parse_verb.h"
 #include "companion/parse/query_verb.h"
@@ -37,6 +39,9 @@ ExitStatus run(int argc, char** argv) {
   addSchemaVerb(program, chosen);
   addDiagnoseVerb(program, chosen);
   addClassifyVerb(program, chosen);
+  addCollectVerb(program, chosen);
+  addAssembleVerb(program, chosen);
+  addRefreshVerb(program, chosen);
   try {
     program.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {

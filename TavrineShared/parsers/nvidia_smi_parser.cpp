@@ -119,6 +119,12 @@ std::optional<double> optionalNumber(const Row& row, std::size_t column) {
   return number;
 }
 
+// The limits are powers of two, so a double holds them exactly; a NaN passes neither test.
+bool isWithinIntegers(double number) {
+  constexpr double kBeyond = 9223372036854775808.0;
+  return number >= -kBeyond && number < kBeyond;
+}
+
 std::optional<std::int64_t> optionalInt(const Row& row, std::size_t column) {
   if (column >= row.count()) return std::nullopt;
   if (const std::optional<std::int64_t> plain = readInteger(row[column])) return plain;
@@ -132,9 +138,7 @@ std::optional<std::int64_t> optionalInt(const Row& row, std::size_t column) {
     row.tell(FindingOutcome::readAsZero, column, "not a number");
     return 0;
   }
-  // The limits are powers of two, so a double holds them exactly; a NaN passes neither test.
-  constexpr double kBeyond = 9223372036854775808.0;
-  if (!(*number >= -kBeyond && *number < kBeyond)) {
+  if (!isWithinIntegers(*number)) {
     preconditionFailure("GPU query, line " + std::to_string(row.lineNumber()) + ": \"" +
                         excerpt(cleaned) + "\" in the column " + std::string(fieldName(column)) +
                         " is no 64-bit integer");
@@ -201,6 +205,14 @@ bool parseLine(const Row& row, std::vector<GPUStat>& records) {
   return true;
 }
 
+bool isFatalCell(std::string_view cell) {
+  if (cell.empty() || readInteger(cell) || isNotAvailable(cell)) return false;
+  const std::string cleaned = clean(cell);
+  if (readInteger(cleaned)) return false;
+  const std::optional<double> number = readFloat(cleaned);
+  return number && !isWithinIntegers(*number);
+}
+
 }  // namespace
 
 std::vector<GPUStat> parseCSV(std::string_view text, Findings* findings) {
@@ -213,6 +225,19 @@ std::vector<GPUStat> parseCSV(std::string_view text, Findings* findings) {
     parseLine(Row(lines.line(), lines.lineNumber(), findings), records);
   }
   return records;
+}
+
+bool isFatal(std::string_view text) {
+  constexpr std::size_t kFirstInteger = 11;
+  constexpr std::size_t kLastInteger = 13;
+  for (LineCursor lines(text); lines.next();) {
+    const Row row(lines.line(), lines.lineNumber(), nullptr);
+    if (row.count() < kNeededColumns || !readInteger(row[0])) continue;
+    for (std::size_t i = kFirstInteger; i <= kLastInteger && i < row.count(); ++i) {
+      if (isFatalCell(row[i])) return true;
+    }
+  }
+  return false;
 }
 
 }  // namespace tavrine::NVIDIASMIParser

@@ -28,4 +28,8 @@ namespace tavrine::NVIDIASMIParser {
 /// name that was repaired, and of columns too many.
 std::vector<GPUStat> parseCSV(std::string_view text, Findings* findings = nullptr);
 
+/// Whether the output holds the one input that is fatal. Who reads what hosts print that may not be
+/// trusted asks line by line, and leaves such a line out.
+bool isFatal(std::string_view text);
+
 }  // namespace tavrine::NVIDIASMIParser

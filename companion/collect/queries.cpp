@@ -1,5 +1,7 @@
 #include "companion/collect/queries.h"
 
+#include "companion/collect/shell_quote.h"
+
 #include <array>
 #include <cstddef>
 
@@ -49,21 +51,12 @@ std::string joined(const Columns& columns, NameOf nameOf) {
   return names;
 }
 
-// In single quotes nothing but a single quote means anything.
-std::string quoted(std::string_view word) {
-  std::string text = "'";
-  for (const char c : word) {
-    if (c == '\'') {
-      text += "'\\''";
-    } else {
-      text += c;
-    }
-  }
-  return text + "'";
-}
+// A dump of many threads takes kilobytes, and a diagnosis wants several of them.
+constexpr std::size_t kTrainingLogBytes = 1 << 20;
+constexpr std::size_t kRecorderLogBytes = 4 << 20;
 
 std::string tailCommand(std::size_t bytes, std::string_view file) {
-  return "tail -c " + std::to_string(bytes) + " -- " + quoted(file);
+  return "tail -c " + std::to_string(bytes) + " -- " + std::string(file);
 }
 
 }  // namespace
@@ -106,14 +99,25 @@ std::string thermalQueryCommand() {
 }
 
 std::string trainingLogQueryCommand(std::string_view file) {
-  constexpr std::size_t kBytes = 1 << 20;
-  return tailCommand(kBytes, file);
+  return tailCommand(kTrainingLogBytes, shellQuoted(file));
 }
 
 std::string recorderQueryCommand(std::string_view file) {
-  // A dump of many threads takes kilobytes, and a diagnosis wants several of them.
-  constexpr std::size_t kBytes = 4 << 20;
-  return tailCommand(kBytes, file);
+  return tailCommand(kRecorderLogBytes, shellQuoted(file));
+}
+
+std::string trainingLogQueryOfVariable(std::string_view variable) {
+  return tailCommand(kTrainingLogBytes, "\"$" + std::string(variable) + "\"");
+}
+
+std::string recorderQueryOfVariable(std::string_view variable) {
+  return tailCommand(kRecorderLogBytes, "\"$" + std::string(variable) + "\"");
+}
+
+std::string diskFreeQueryCommand(const std::vector<std::string>& folders) {
+  std::string command = "LC_ALL=C df -Pk --";
+  for (const std::string& folder : folders) command += " " + shellQuoted(folder);
+  return command;
 }
 
 }  // namespace tavrine

@@ -4,6 +4,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tavrine {
 
@@ -47,5 +48,12 @@ std::string thermalQueryCommand();
 /// first line may be cut. Any file name is quoted as the shell needs it.
 std::string trainingLogQueryCommand(std::string_view file);
 std::string recorderQueryCommand(std::string_view file);
+
+/// The same for a file whose name is in a variable of the shell.
+std::string trainingLogQueryOfVariable(std::string_view variable);
+std::string recorderQueryOfVariable(std::string_view variable);
+
+/// Prints a header and a line for the file system of each folder.
+std::string diskFreeQueryCommand(const std::vector<std::string>& folders);
 
 }  // namespace tavrine

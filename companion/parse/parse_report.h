@@ -2,6 +2,7 @@
 // form for are left out of the document and told.
 #pragma once
 
+#include "companion/shell/encodable.h"
 #include "companion/parse/kinds.h"
 
 #include <TavrineShared/model/field_table.h>
@@ -49,14 +50,6 @@ std::string document(const ParseRequest& request, ParseReport<R>& report) {
   if (!request.findingsInDocument) return encode(report.records, style);
   addTold(report, *request.findings);
   return encode(report, style);
-}
-
-template <class R>
-bool isEncodable(const R& record, EncodingProblem& problem) {
-  JSONWriter writer(JSONStyle::compact);
-  EncodeContext context;
-  context.problem = &problem;
-  return ValueForm<R>::encode(writer, record, context);
 }
 
 /// Tells of a record that JSON has no form for.

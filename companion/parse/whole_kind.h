@@ -17,7 +17,7 @@ ParseResult parseWholeKind(const ParseRequest& request) {
     std::vector<R> kept;
     for (R& record : records) {
       EncodingProblem problem;
-      if (detail::isEncodable(record, problem)) {
+      if (isEncodable(record, problem)) {
         kept.push_back(std::move(record));
         continue;
       }

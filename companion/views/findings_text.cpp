@@ -47,17 +47,26 @@ std::string countLine(const Findings& findings, std::size_t told) {
   return text;
 }
 
-}  // namespace
-
-std::string findingsText(const Findings& findings) {
+template <class Wanted>
+std::string textOf(const Findings& findings, const Wanted& isWanted) {
   std::string text;
   std::size_t told = 0;
   for (const Finding& finding : findings.list()) {
-    if (!finding.outcome.isTold()) continue;
+    if (!isWanted(finding.outcome)) continue;
     text.append(findingLine(finding)).append("\n");
     if (finding.outcome.isLoss()) ++told;
   }
   return text.append(countLine(findings, told)).append("\n");
+}
+
+}  // namespace
+
+std::string findingsText(const Findings& findings) {
+  return textOf(findings, [](FindingOutcome outcome) { return outcome.isTold(); });
+}
+
+std::string lossesText(const Findings& findings) {
+  return textOf(findings, [](FindingOutcome outcome) { return outcome.isLoss(); });
 }
 
 }  // namespace tavrine

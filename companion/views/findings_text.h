@@ -16,4 +16,7 @@ namespace tavrine {
 /// pass over, such as a line of headings, is not told. No loss at all is one line that says so.
 std::string findingsText(const Findings& findings);
 
+/// The same without the places of values.
+std::string lossesText(const Findings& findings);
+
 }  // namespace tavrine

@@ -295,6 +295,7 @@ class NVIDIASMIParserDeathTest : public testing::TestWithParam<FatalCell> {};
 TEST_P(NVIDIASMIParserDeathTest, stopsAtAnIntegerThatCannotBe) {
   EXPECT_DEATH(parseCSV(lineWith(kECC, GetParam().cell)),
                "line 1: \"" + std::string(GetParam().told) + "\" in the column eccErrorsTotal");
+  EXPECT_TRUE(NVIDIASMIParser::isFatal("\n\n" + lineWith(kECC, GetParam().cell)));
   EXPECT_DEATH(parseCSV(lineWith(12, GetParam().cell)), "in the column pcieLinkGen");
   EXPECT_DEATH(parseCSV(lineWith(13, GetParam().cell)), "in the column pcieLinkWidth");
 }
@@ -473,6 +474,7 @@ TEST(NVIDIASMIParser, agreesWithItsNaiveTwinOnGeneratedTexts) {
       text += '\n';
     }
     const auto expected = naive::parseCSV(text);
+    ASSERT_EQ(NVIDIASMIParser::isFatal(text), !expected) << testing::PrintToString(text);
     if (!expected) {
       ++fatal;
       continue;

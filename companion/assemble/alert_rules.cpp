@@ -1,0 +1,152 @@
+#include "companion/assemble/alert_rules.h"
+
+#include "companion/assemble/thresholds.h"
+#include "companion/views/number_text.h"
+#include "companion/views/quantity_text.h"
+
+#include <TavrineShared/model/stable_id.h>
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace tavrine {
+
+namespace {
+
+class AlertList {
+ public:
+  AlertList(const ServerState& server, const AppSnapshot* previous)
+      : server_(server), previous_(previous) {}
+
+  /// `condition` and `subject` tell this alert from all others of the server.
+  void raise(std::string_view condition, const std::string& subject, AlertSeverity severity,
+             std::string title, std::string message, std::optional<std::string> run = {}) {
+    const UUID id =
+        StableID::uuid("alert:" + std::string(condition) + ":" + server_.name + ":" + subject);
+    alerts_.push_back({.id = id,
+                       .severity = severity,
+                       .title = std::move(title),
+                       .message = std::move(message),
+                       .serverName = server_.name,
+                       .runName = std::move(run),
+                       .timestamp = firstSeen(id)});
+  }
+
+  std::vector<TavrineAlert> take() { return std::move(alerts_); }
+
+ private:
+  Timestamp firstSeen(const UUID& id) const {
+    if (previous_ == nullptr) return server_.takenAt;
+    const auto found = std::find_if(previous_->alerts.begin(),
+                                    previous_->alerts.end(),
+                                    [&id](const TavrineAlert& alert) { return alert.id == id; });
+    return found == previous_->alerts.end() ? server_.takenAt : found->timestamp;
+  }
+
+  const ServerState& server_;
+  const AppSnapshot* previous_;
+  std::vector<TavrineAlert> alerts_;
+};
+
+std::string gpuName(std::int64_t index) { return "GPU " + std::to_string(index); }
+
+void raiseHot(const ServerState& server, AlertList& alerts) {
+  for (const GPUStat& gpu : server.gpus) {
+    if (!(gpu.temperatureC >= thresholds::kHotGPUC)) continue;
+    const bool isScorching = gpu.temperatureC >= thresholds::kScorchingGPUC;
+    alerts.raise("gpu-hot",
+                 std::to_string(gpu.index),
+                 isScorching ? AlertSeverity::critical : AlertSeverity::warning,
+                 "GPU hot",
+                 gpuName(gpu.index) + " (" + gpu.name + ") is at " +
+                     upToOneDecimal(gpu.temperatureC) + " C.");
+  }
+}
+
+void raiseLost(const ServerState& server, const AppSnapshot* previous, AlertList& alerts) {
+  if (previous == nullptr || !server.gpusAreKnown) return;
+  const auto before =
+      std::find_if(previous->servers.begin(),
+                   previous->servers.end(),
+                   [&](const ServerSummary& each) { return each.name == server.name; });
+  if (before == previous->servers.end()) return;
+  for (const GPUStat& gpu : before->gpus) {
+    const bool isThere =
+        std::any_of(server.gpus.begin(), server.gpus.end(), [&gpu](const GPUStat& each) {
+          return each.index == gpu.index;
+        });
+    if (isThere) continue;
+    alerts.raise("gpu-lost",
+                 std::to_string(gpu.index),
+                 AlertSeverity::critical,
+                 "GPU lost",
+                 gpuName(gpu.index) + " (" + gpu.name + ") is no longer there.");
+  }
+}
+
+void raiseRun(const TrainingRun& run, AlertList& alerts) {
+  if (run.status == RunStatus::stalled) {
+    alerts.raise("run-stalled",
+                 run.name,
+                 AlertSeverity::warning,
+                 "Run stalled",
+                 run.name + " makes no progress.",
+                 run.name);
+  }
+  if (run.status == RunStatus::failed) {
+    alerts.raise("run-failed",
+                 run.name,
+                 AlertSeverity::critical,
+                 "Run failed",
+                 run.name + " has failed, by what its log says.",
+                 run.name);
+  }
+}
+
+void raiseDisk(const ServerState& server, AlertList& alerts) {
+  constexpr double kPercent = 100;
+  if (!server.disk || !(server.disk->freeFraction() < thresholds::kDiskNearlyFull)) return;
+  const bool isFull = server.disk->freeFraction() < thresholds::kDiskFull;
+  alerts.raise("disk",
+               "",
+               isFull ? AlertSeverity::critical : AlertSeverity::warning,
+               isFull ? "Disk full" : "Disk nearly full",
+               gibibytes(server.disk->freeGB()) + " are left, " +
+                   upToOneDecimal(server.disk->freeFraction() * kPercent) + "%.");
+}
+
+void raiseOrphans(const ServerState& server, AlertList& alerts) {
+  for (const GPUProcessStat& orphan : server.orphans) {
+    alerts.raise("orphaned-memory",
+                 orphan.id(),
+                 AlertSeverity::warning,
+                 "Orphaned GPU memory",
+                 "Process " + std::to_string(orphan.pid) + " holds " +
+                     gibibytesOfMB(orphan.usedMemoryMB) +
+                     " of GPU memory, and the process table does not have it.");
+  }
+}
+
+}  // namespace
+
+std::vector<TavrineAlert> alertsOf(const ServerState& server, std::span<const TrainingRun> runs,
+                                   const AppSnapshot* previous) {
+  AlertList alerts(server, previous);
+  if (server.connection == ServerConnectionState::offline) {
+    alerts.raise("offline",
+                 "",
+                 AlertSeverity::critical,
+                 "Server offline",
+                 server.name + " did not answer.");
+  }
+  raiseHot(server, alerts);
+  raiseLost(server, previous, alerts);
+  for (const TrainingRun& run : runs) raiseRun(run, alerts);
+  raiseDisk(server, alerts);
+  raiseOrphans(server, alerts);
+  return alerts.take();
+}
+
+}  // namespace tavrine

@@ -1,0 +1,114 @@
+#include "companion/assemble/assemble_verb.h"
+
+#include "companion/assemble/assemble.h"
+#include "companion/assemble/assembly_output.h"
+#include "companion/capture/capture_folder.h"
+#include "companion/shell/json_output.h"
+#include "companion/shell/output.h"
+
+#include <TavrineShared/model/json_conventions.h>
+#include <TavrineShared/store/snapshot_disk_store.h>
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tavrine {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct AssembleOptions {
+  std::vector<std::string> captures;
+  std::optional<std::string> previous;
+  std::optional<std::string> output;
+  bool findings = false;
+  JSONOptions json;
+};
+
+bool isCapture(const fs::path& folder) { return fs::exists(folder / kCaptureInfoFile); }
+
+// A folder of captures stands for them, in the order of their names.
+std::vector<fs::path> captureFolders(const std::string& name) {
+  const fs::path folder(name);
+  std::vector<fs::path> folders;
+  if (!isCapture(folder)) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+      if (entry.is_directory() && isCapture(entry.path())) folders.push_back(entry.path());
+    }
+    std::sort(folders.begin(), folders.end());
+  }
+  if (folders.empty()) folders.push_back(folder);
+  return folders;
+}
+
+std::vector<Capture> readCaptures(const std::vector<std::string>& names, FindingsBook& book) {
+  std::vector<Capture> captures;
+  for (const std::string& name : names) {
+    for (const fs::path& folder : captureFolders(name)) {
+      captures.push_back(readCapture(folder, book.open(folder.string())));
+    }
+  }
+  return captures;
+}
+
+ExitStatus runAssemble(const AssembleOptions& options) {
+  FindingsBook reading;
+  const std::vector<Capture> captures = readCaptures(options.captures, reading);
+  std::optional<AppSnapshot> previous;
+  if (options.previous) previous = SnapshotDiskStore::readOrThrow(*options.previous);
+  const Assembly assembly = assemble(captures, previous ? &*previous : nullptr);
+  if (options.output) {
+    SnapshotDiskStore::write(assembly.snapshot, *options.output);
+  } else {
+    writeJSON(encode(assembly.snapshot, options.json.style()));
+  }
+  bool isAnythingLost = false;
+  for (const FindingsBook* const book : {&std::as_const(reading), &assembly.findings}) {
+    if (options.findings) writeWords(sourceFindingsText(*book));
+    const std::string summary = lossSummary(*book);
+    if (!options.findings && !summary.empty()) say(summary);
+    isAnythingLost = isAnythingLost || !summary.empty();
+  }
+  return isAnythingLost ? ExitStatus::findings : ExitStatus::fine;
+}
+
+}  // namespace
+
+void addAssembleVerb(CLI::App& program, Action& chosen) {
+  CLI::App& app = addCommand(program,
+                             "assemble",
+                             "Makes a snapshot of captures.",
+                             {"tavrine assemble captures/* | tavrine show -",
+                              "tavrine assemble --output snapshot.json captures"});
+  app.footer(app.get_footer() +
+             "\n\nExit status: 0 nothing was lost, 1 something was, 2 no such capture.");
+  const auto options = std::make_shared<AssembleOptions>();
+  app.add_option("CAPTURE", options->captures, "folders of captures, or folders that hold some")
+      ->type_name("")
+      ->required();
+  app.add_option("--previous",
+                 options->previous,
+                 "the snapshot before this one: since when alerts\n"
+                 "and runs go on, and which GPUs there were")
+      ->type_name("FILE")
+      ->option_text("=FILE");
+  auto* const output = app.add_option("--output", options->output, "write the snapshot there")
+                           ->type_name("FILE")
+                           ->option_text("=FILE");
+  for (CLI::Option* const json :
+       addJSONOptions(app, options->json, "the snapshot as JSON, as is the default")) {
+    output->excludes(json);
+  }
+  app.add_flag("--findings", options->findings, "tell what was lost and why, on standard error");
+  app.callback([&chosen, options] { chosen = [options] { return runAssemble(*options); }; });
+}
+
+}  // namespace tavrine

@@ -1,0 +1,11 @@
+// The verb `assemble`.
+#pragma once
+
+#include "companion/shell/usage.h"
+
+namespace tavrine {
+
+/// Adds the verb to the program; when it is what the user asked for, `chosen` is set.
+void addAssembleVerb(CLI::App& program, Action& chosen);
+
+}  // namespace tavrine

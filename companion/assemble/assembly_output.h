@@ -1,0 +1,16 @@
+// What verbs say of an assembly besides the snapshot itself.
+#pragma once
+
+#include "companion/assemble/source_findings.h"
+
+#include <string>
+
+namespace tavrine {
+
+/// Each source of which there is something to tell, with its findings below.
+std::string sourceFindingsText(const FindingsBook& book);
+
+/// One line that says how much was lost where, and how to learn more; empty when nothing was.
+std::string lossSummary(const FindingsBook& book);
+
+}  // namespace tavrine

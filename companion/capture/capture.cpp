@@ -1,0 +1,59 @@
+#include "companion/capture/capture.h"
+
+#include <TavrineShared/model/field_table.h>
+
+#include <algorithm>
+
+namespace tavrine {
+
+const RecordTable& CommandResult::table() {
+  using R = CommandResult;
+  static constexpr auto fields =
+      fieldsOf<R>(field<&R::command>(), field<&R::status>(), field<&R::cutBytes>());
+  static constexpr RecordTable table{"CommandResult", fields};
+  return table;
+}
+
+const RecordTable& CapturedRun::table() {
+  using R = CapturedRun;
+  static constexpr auto fields = fieldsOf<R>(field<&R::name>(),
+                                             field<&R::logPath>(),
+                                             field<&R::logAgeSeconds>(),
+                                             field<&R::recorderPath>());
+  static constexpr RecordTable table{"CapturedRun", fields};
+  return table;
+}
+
+const RecordTable& CaptureInfo::table() {
+  using R = CaptureInfo;
+  static constexpr auto fields = fieldsOf<R>(field<&R::server>(),
+                                             field<&R::host>(),
+                                             field<&R::takenAt>(),
+                                             field<&R::problem>(),
+                                             lossyList<&R::commands>(),
+                                             lossyList<&R::runs>());
+  static constexpr RecordTable table{"CaptureInfo", fields};
+  return table;
+}
+
+const std::string* Capture::text(std::string_view file) const {
+  const auto found = texts.find(std::string(file));
+  return found == texts.end() ? nullptr : &found->second;
+}
+
+const CommandResult* Capture::result(std::string_view command) const {
+  const auto found =
+      std::find_if(info.commands.begin(), info.commands.end(), [&](const CommandResult& each) {
+        return each.command == command;
+      });
+  return found == info.commands.end() ? nullptr : &*found;
+}
+
+const CapturedRun* Capture::run(std::string_view name) const {
+  const auto found = std::find_if(info.runs.begin(), info.runs.end(), [&](const CapturedRun& each) {
+    return each.name == name;
+  });
+  return found == info.runs.end() ? nullptr : &*found;
+}
+
+}  // namespace tavrine

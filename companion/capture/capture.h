@@ -1,0 +1,91 @@
+// What one host printed at one moment: a folder of plain text files, so that it can be kept, looked
+// at, sent along with a report, and read again.
+//
+//   capture.json          whose it is, when it was taken, how each command ended
+//   gpus.csv ...          what a command printed, under the names of `kCommandFiles`
+//   runs/NAME/train.log   the end of a training log; runs/NAME/recorder.jsonl that of a recorder's
+//   agent/NAME.json       what the agent on the host reports
+#pragma once
+
+#include <TavrineShared/foundation/timestamp.h>
+#include <TavrineShared/model/record.h>
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tavrine {
+
+/// One of the commands that are run on every host.
+struct CommandFile {
+  std::string_view command;  ///< its name
+  std::string_view file;     ///< what it printed
+};
+
+inline constexpr auto kCommandFiles = std::to_array<CommandFile>({
+    {"gpus", "gpus.csv"},
+    {"gpu-processes", "gpu_processes.csv"},
+    {"processes", "processes.txt"},
+    {"load", "loadavg.txt"},
+    {"disks", "diskstats.txt"},
+    {"thermal", "thermal.txt"},
+    {"disk-free", "disk_free.txt"},
+});
+
+inline constexpr std::string_view kCaptureInfoFile = "capture.json";
+inline constexpr std::string_view kRunsFolder = "runs";
+inline constexpr std::string_view kTrainingLogFile = "train.log";
+inline constexpr std::string_view kRecorderLogFile = "recorder.jsonl";
+inline constexpr std::string_view kAgentFolder = "agent";
+
+/// How a command ended.
+struct CommandResult {
+  std::string command;
+  std::int64_t status;                   ///< as a shell has it: 127 for a tool that is not there
+  std::optional<std::int64_t> cutBytes;  ///< more than that was not kept
+
+  bool operator==(const CommandResult&) const = default;
+  static const RecordTable& table();
+};
+
+/// Where the logs of a run are on their host.
+struct CapturedRun {
+  std::string name;
+  std::optional<std::string> logPath;
+  std::optional<double> logAgeSeconds;  ///< since it last changed
+  std::optional<std::string> recorderPath;
+
+  bool operator==(const CapturedRun&) const = default;
+  static const RecordTable& table();
+};
+
+/// What capture.json holds.
+struct CaptureInfo {
+  std::string server;  ///< the name under which the host is shown
+  std::string host;    ///< by which it is reached
+  Timestamp takenAt;
+  std::optional<std::string> problem;  ///< why the host did not answer, or not to the end
+  std::vector<CommandResult> commands;
+  std::vector<CapturedRun> runs;
+
+  bool operator==(const CaptureInfo&) const = default;
+  static const RecordTable& table();
+};
+
+struct Capture {
+  CaptureInfo info;
+  /// By path within the folder, parts joined by "/": "gpus.csv", "runs/NAME/train.log". Any bytes.
+  std::map<std::string, std::string> texts;
+
+  /// Null when there is no such file.
+  const std::string* text(std::string_view file) const;
+  /// Null when the command was not run, or nobody knows.
+  const CommandResult* result(std::string_view command) const;
+  const CapturedRun* run(std::string_view name) const;
+};
+
+}  // namespace tavrine

@@ -1,0 +1,131 @@
+#include "companion/collect/collect.h"
+
+#include "companion/collect/capture_builder.h"
+#include "companion/collect/piece_reader.h"
+#include "companion/shell/child_processes.h"
+#include "companion/views/number_text.h"
+
+#include <TavrineShared/foundation/timestamp.h>
+#include <TavrineShared/foundation/unicode_text.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+namespace tavrine {
+
+namespace {
+
+using Way = ChildEnd::Way;
+
+// A host that prints three times what is kept of it does not mean well.
+constexpr std::size_t kBabbling = 3;
+
+std::vector<std::string> commandFor(const CollectRequest& request, const CollectHost& host) {
+  if (host.destination.empty()) return {"sh", "-s"};
+  // The rest is for the user's own configuration to say. "sh -s" means the same to any login shell.
+  const int connectSeconds = std::max(1, static_cast<int>(request.seconds / 2));
+  return {request.ssh,
+          "-T",
+          "-o",
+          "BatchMode=yes",
+          "-o",
+          "ConnectTimeout=" + std::to_string(connectSeconds),
+          "--",
+          host.destination,
+          "sh -s"};
+}
+
+std::string lastLine(const std::string& words) {
+  std::string_view rest = trimmed(words);
+  const std::size_t lineFeed = rest.rfind('\n');
+  if (lineFeed != std::string_view::npos) rest.remove_prefix(lineFeed + 1);
+  return repairedUTF8(trimmed(rest));
+}
+
+std::string because(const std::string& what, const std::string& words) {
+  const std::string line = lastLine(words);
+  return line.empty() ? what : what + ": " + line;
+}
+
+// Why the output is not whole; empty when it is.
+std::string problemOf(const ChildEnd& end, bool isWhole, double seconds) {
+  switch (end.way) {
+    case Way::tooLate:
+      return "no answer within " + upToOneDecimal(seconds) + " s";
+    case Way::tooMuch:
+      return "it printed more than it may";
+    case Way::notStarted:
+      return "cannot be asked: " + end.words;
+    case Way::stopped:
+      return "interrupted";
+    case Way::signalled:
+      return because("ended by signal " + std::to_string(end.status), end.words);
+    case Way::exited:
+      break;
+  }
+  if (isWhole) return "";
+  return because("it ended too early, with status " + std::to_string(end.status), end.words);
+}
+
+// One host while it is being asked.
+struct Inquiry {
+  PieceReader reader;
+  Capture capture;
+};
+
+}  // namespace
+
+std::vector<Capture> collect(const CollectRequest& request,
+                             const std::function<void(std::size_t ended)>& onHost,
+                             const std::function<bool()>& mustStop) {
+  const std::string word = makeWord();
+  const std::string script = collectorScript(request.script, word);
+  std::vector<Inquiry> inquiries;
+  inquiries.reserve(request.hosts.size());
+  std::vector<ChildTask> tasks;
+  std::size_t ended = 0;
+  for (const CollectHost& host : request.hosts) {
+    inquiries.push_back(
+        {PieceReader(word, request.mostBytesOfPiece, request.mostBytesOfHost), Capture{}});
+    Inquiry& inquiry = inquiries.back();
+    inquiry.capture.info.server = host.server;
+    inquiry.capture.info.host = host.destination.empty() ? host.server : host.destination;
+    tasks.push_back({.command = commandFor(request, host),
+                     .input = script,
+                     .seconds = request.seconds,
+                     .mostBytes = kBabbling * request.mostBytesOfHost,
+                     .onOutput = [&inquiry](std::string_view bytes) { inquiry.reader.feed(bytes); },
+                     .onEnd =
+                         [&, seconds = request.seconds](const ChildEnd& end) {
+                           const std::vector<Piece> pieces = inquiry.reader.take();
+                           const bool isWhole = !pieces.empty() && pieces.back().name == kLastPiece;
+                           CaptureInfo info = std::move(inquiry.capture.info);
+                           // JSON times carry whole seconds.
+                           info.takenAt = std::chrono::floor<std::chrono::seconds>(currentTime());
+                           inquiry.capture =
+                               captureOf(std::move(info), pieces, problemOf(end, isWhole, seconds));
+                           onHost(++ended);
+                         }});
+  }
+  runChildren(tasks, request.atOnce, mustStop);
+  std::vector<Capture> captures;
+  captures.reserve(inquiries.size());
+  for (Inquiry& inquiry : inquiries) captures.push_back(std::move(inquiry.capture));
+  return captures;
+}
+
+std::string hostProblem(const std::string& host) {
+  if (host.empty()) return "is empty";
+  if (host.front() == '-') return "begins with -";
+  if (!isWellFormedUTF8(host)) return "is not UTF-8";
+  const bool isOneWord = std::none_of(host.begin(), host.end(), [](char c) {
+    return static_cast<unsigned char>(c) <= 0x20 || c == 0x7F;
+  });
+  if (!isOneWord || trimmed(host) != host) return "holds blanks or control characters";
+  return "";
+}
+
+}  // namespace tavrine

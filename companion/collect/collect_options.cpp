@@ -1,0 +1,196 @@
+#include "companion/collect/collect_options.h"
+
+#include "companion/shell/duration.h"
+#include "companion/shell/host.h"
+#include "companion/views/visible_text.h"
+
+#include <TavrineShared/foundation/file.h>
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cstdlib>
+#include <set>
+#include <stdexcept>
+
+namespace tavrine {
+
+namespace {
+
+constexpr const char* kThisMachine = ".";
+constexpr std::size_t kMebibyte = std::size_t{1} << 20;
+
+// "NAME=DESTINATION", or one word that is both.
+CollectHost hostNamed(const std::string& text) {
+  if (text == kThisMachine) return {.server = hostName(), .destination = ""};
+  const std::size_t equals = text.find('=');
+  CollectHost host{.server = text.substr(0, equals),
+                   .destination = equals == std::string::npos ? text : text.substr(equals + 1)};
+  if (equals == std::string::npos) {
+    // Who logs in, and by which way, is no part of the server's name.
+    const std::size_t user = host.destination.rfind('@');
+    if (user != std::string::npos) host.server = host.destination.substr(user + 1);
+  }
+  for (const std::string& part : {host.server, host.destination}) {
+    const std::string problem = hostProblem(part);
+    if (!problem.empty()) {
+      throw std::runtime_error("no host: \"" + visibleText(text) + "\" " + problem);
+    }
+  }
+  return host;
+}
+
+void addSpan(CLI::App& command, const std::string& name, const std::string& what,
+             const std::function<void(double)>& set) {
+  command
+      .add_option_function<std::string>(
+          name,
+          [set](const std::string& span) { set(*secondsNamed(span)); },
+          what)
+      ->check([](const std::string& span) {
+        return secondsNamed(span) ? "" : "must be such as 10s or 2m, not " + span;
+      })
+      ->type_name("SPAN")
+      ->option_text("=SPAN");
+}
+
+void addMebibytes(CLI::App& command, const std::string& name, std::size_t& bytes,
+                  const std::string& what) {
+  constexpr std::size_t kMost = 4096;
+  command
+      .add_option_function<std::size_t>(
+          name,
+          [&bytes](const std::size_t& count) { bytes = count * kMebibyte; },
+          what)
+      ->check(CLI::Range(std::size_t{1}, kMost))
+      ->type_name("MIB")
+      ->option_text("=MIB");
+}
+
+void addList(CLI::App& command, const std::string& name, std::vector<std::string>& list,
+             const std::string& what, const std::string& type) {
+  command.add_option(name, list, what)
+      ->type_name(type)
+      ->option_text("=" + type)
+      ->allow_extra_args(false);
+}
+
+void addText(CLI::App& command, const std::string& name, std::optional<std::string>& text,
+             const std::string& what, const std::string& type) {
+  command.add_option(name, text, what)->type_name(type)->option_text("=" + type);
+}
+
+}  // namespace
+
+CollectRequest CollectOptions::resolved() const {
+  CollectRequest resolved = request;
+  const std::vector<std::string> here = {kThisMachine};
+  std::set<std::string> names;
+  for (const std::string& text : hosts.empty() ? here : hosts) {
+    resolved.hosts.push_back(hostNamed(text));
+    if (!names.insert(resolved.hosts.back().server).second) {
+      throw std::runtime_error("two hosts are named " + visibleText(resolved.hosts.back().server));
+    }
+  }
+  return resolved;
+}
+
+void addCollectOptions(CLI::App& command, CollectOptions& options) {
+  CollectRequest& request = options.request;
+  command
+      .add_option("HOST",
+                  options.hosts,
+                  "hosts as ssh knows them, or NAME=HOST to name the\n"
+                  "server; . is this machine, as if left out")
+      ->type_name("");
+  addList(command,
+          "--training-logs",
+          request.script.trainingLogs,
+          "training logs on the hosts, such as\n"
+          "'/scratch/*/train.log'; may be repeated",
+          "PATTERN");
+  addList(command,
+          "--recorder-logs",
+          request.script.recorderLogs,
+          "recorders' logs on the hosts; may be repeated",
+          "PATTERN");
+  addText(command,
+          "--agent-folder",
+          request.script.agentFolder,
+          "folder on the hosts with the agent's reports",
+          "FOLDER");
+  addText(command,
+          "--agent-command",
+          request.script.agentCommand,
+          "command on the hosts that prints them",
+          "COMMAND");
+  addList(command,
+          "--disk",
+          request.script.disks,
+          "folder on the hosts whose free space counts (/);\n"
+          "may be repeated",
+          "FOLDER");
+  addText(command,
+          "--captures",
+          options.captures,
+          "keep what the hosts printed, a folder for each",
+          "FOLDER");
+  command.add_option("--at-once", request.atOnce, "hosts to ask at the same time (32)")
+      ->check(CLI::Range(std::size_t{1}, std::size_t{1024}))
+      ->type_name("N")
+      ->option_text("=N");
+  addSpan(command, "--timeout", "that one host may take (30s)", [&request](double seconds) {
+    request.seconds = seconds;
+  });
+  addSpan(command,
+          "--command-timeout",
+          "that one command on a host may take (10s)",
+          [&request](double seconds) {
+            request.script.commandSeconds = static_cast<int>(std::clamp(seconds, 1.0, 3600.0));
+          });
+  addMebibytes(command,
+               "--most-per-file",
+               request.mostBytesOfPiece,
+               "MiB to keep of what one command printed (16)");
+  addMebibytes(command, "--most-per-host", request.mostBytesOfHost, "MiB to keep of one host (64)");
+  command.add_option("--ssh", request.ssh, "the program to reach hosts by (ssh)")
+      ->type_name("PROGRAM")
+      ->option_text("=PROGRAM");
+  addText(command,
+          "--config",
+          options.config,
+          "file with hosts and options\n"
+          "(~/.config/tavrine/config.toml)",
+          "FILE");
+}
+
+std::filesystem::path defaultConfigFile() {
+  const char* const folder = std::getenv("XDG_CONFIG_HOME");
+  const bool isSet = folder != nullptr && *folder == '/';  // a relative one does not count
+  const std::filesystem::path base =
+      isSet ? std::filesystem::path(folder) : homeDirectory() / ".config";
+  return base / "tavrine" / "config.toml";
+}
+
+void applyConfig(CLI::App& command, const CollectOptions& options) {
+  const std::filesystem::path file =
+      options.config ? std::filesystem::path(*options.config) : defaultConfigFile();
+  if (!options.config && !std::filesystem::exists(file)) return;
+  try {
+    for (const CLI::ConfigItem& item : CLI::ConfigTOML().from_file(file.string())) {
+      const std::string name = item.fullname();
+      CLI::Option* const option = name == "hosts" ? command.get_option_no_throw("HOST")
+                                                  : command.get_option_no_throw("--" + name);
+      if (option == nullptr || name == "config" || name == "help") {
+        throw std::runtime_error("there is no setting " + name);
+      }
+      if (!option->empty()) continue;  // what the command line says wins
+      option->add_result(item.inputs);
+      option->run_callback();
+    }
+  } catch (const std::exception& error) {  // CLI11's errors among them
+    throw std::runtime_error("in " + file.string() + ": " + error.what());
+  }
+}
+
+}  // namespace tavrine

@@ -1,0 +1,67 @@
+#include "companion/collect/collect_run.h"
+
+#include "companion/capture/capture_folder.h"
+#include "companion/shell/interruption.h"
+#include "companion/shell/output.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace tavrine {
+
+namespace {
+
+// One line that is written over and over, and gone in the end.
+class ProgressLine {
+ public:
+  explicit ProgressLine(std::size_t all) : all_(all), isShown_(::isatty(STDERR_FILENO) == 1) {
+    show(0);
+  }
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+  ~ProgressLine() {
+    if (isShown_) writeWords("\r\x1b[K");
+  }
+
+  void show(std::size_t ended) const {
+    if (!isShown_) return;
+    writeWords("\r" + std::to_string(ended) + " of " + std::to_string(all_) + " hosts ");
+  }
+
+ private:
+  std::size_t all_;
+  bool isShown_;
+};
+
+}  // namespace
+
+std::vector<Capture> collectTold(const CollectRequest& request,
+                                 const std::optional<std::string>& folder) {
+  std::vector<Capture> captures;
+  {
+    const ProgressLine progress(request.hosts.size());
+    captures = collect(
+        request,
+        [&progress](std::size_t ended) { progress.show(ended); },
+        isInterrupted);
+  }
+  for (const Capture& capture : captures) {
+    if (capture.info.problem) say(capture.info.server + ": " + *capture.info.problem);
+    for (const CommandResult& result : capture.info.commands) {
+      if (!result.cutBytes) continue;
+      say(capture.info.server + ": " + result.command + " printed too much; " +
+          std::to_string(*result.cutBytes) + " bytes were not kept");
+    }
+    if (folder) writeCapture(capture, captureFolder(*folder, capture.info.server));
+  }
+  return captures;
+}
+
+bool areWhole(const std::vector<Capture>& captures) {
+  return std::none_of(captures.begin(), captures.end(), [](const Capture& capture) {
+    return capture.info.problem.has_value();
+  });
+}
+
+}  // namespace tavrine

@@ -1,0 +1,82 @@
+#include "companion/assemble/assemble.h"
+#include "companion/assemble/assembly_output.h"
+#include "companion/capture/capture_folder.h"
+#include "companion/collect/collect_options.h"
+#include "companion/collect/collect_run.h"
+#include "companion/collect/collect_verbs.h"
+#include "companion/collect/collector_script.h"
+#include "companion/shell/interruption.h"
+#include "companion/shell/json_output.h"
+#include "companion/shell/output.h"
+
+#include <TavrineShared/model/json_conventions.h>
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tavrine {
+
+namespace {
+
+struct CollectVerbOptions {
+  CollectOptions collect;
+  JSONOptions json;
+  bool script = false;
+};
+
+void printFolders(const std::vector<Capture>& captures, const std::string& parent) {
+  for (const Capture& capture : captures) {
+    writeOutput(captureFolder(parent, capture.info.server).string() + "\n");
+  }
+}
+
+ExitStatus runCollect(const CollectVerbOptions& options) {
+  const CollectRequest request = options.collect.resolved();
+  if (options.script) {
+    writeOutput(collectorScript(request.script, makeWord()));
+    return ExitStatus::fine;
+  }
+  noteInterruptions();
+  const std::vector<Capture> captures = collectTold(request, options.collect.captures);
+  bool isAllWell = areWhole(captures);
+  if (options.collect.captures) {
+    printFolders(captures, *options.collect.captures);
+  } else {
+    const Assembly assembly = assemble(captures, nullptr);
+    writeJSON(encode(assembly.snapshot, options.json.style()));
+    const std::string losses = lossSummary(assembly.findings);
+    isAllWell = isAllWell && losses.empty();
+    if (!losses.empty()) say(losses);
+  }
+  return isAllWell ? ExitStatus::fine : ExitStatus::findings;
+}
+
+}  // namespace
+
+void addCollectVerb(CLI::App& program, Action& chosen) {
+  CLI::App& app = addCommand(program,
+                             "collect",
+                             "Asks hosts for all that a snapshot is made of.",
+                             {"tavrine collect | tavrine show -",
+                              "tavrine collect --captures captures gpu-01 ada@gpu-02",
+                              "tavrine collect --script | ssh gpu-01 sh -s | less"});
+  app.footer(app.get_footer() +
+             "\n\nWith --captures, prints the folders, for 'tavrine assemble'; else the snapshot\n"
+             "as JSON. Exit status: 0 every host answered, 1 one did not or something was lost,\n"
+             "2 wrong usage.");
+  const auto options = std::make_shared<CollectVerbOptions>();
+  addCollectOptions(app, options->collect);
+  app.add_flag("--script", options->script, "print the script that runs on every host");
+  addJSONOptions(app, options->json, "the snapshot as JSON, as is the default");
+  app.callback([&app, &chosen, options] {
+    chosen = [&app, options] {
+      applyConfig(app, options->collect);
+      return runCollect(*options);
+    };
+  });
+}
+
+}  // namespace tavrine

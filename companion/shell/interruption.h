@@ -1,0 +1,12 @@
+// Ending on purpose: by Ctrl-C, by the system, by whoever closes the terminal.
+#pragma once
+
+namespace tavrine {
+
+/// From now on SIGINT, SIGTERM and SIGHUP no longer end the process but are noted.
+void noteInterruptions();
+
+/// Whether one of them has come.
+bool isInterrupted();
+
+}  // namespace tavrine
