@@ -126,6 +126,8 @@ class PointReader {
                                lineNumber + place.line - 1,
                                "not JSON: " + std::string(reader.syntaxError()->reason));
         told.column = static_cast<std::int64_t>(place.column);
+        // What follows looks like a line of its own to everyone who is not told.
+        if (line.find("\r\n") != std::string_view::npos) told.reason += " (CR LF ends no line)";
         return told;
       }
       context_.tell(result, kValueType<RecorderLogPoint>, line);

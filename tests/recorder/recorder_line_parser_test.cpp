@@ -166,7 +166,12 @@ TEST_P(RecorderLineParserLatest, isFoundFromTheEnd) {
 
 const std::vector<Latest> kLatestRows = {
     {"empty", "", {}, {}},
+    {"blank lines", "\n\n \n\t\n", {}, {}},
     {"no object", "x\n", {}, {}},
+    {"the phase as the recorder writes it",
+     "{\"t\":1,\"phase\":\"snapshot\"}\n{\"t\":2,\"phase\":\"step\"}",
+     1,
+     {}},
     {"other phases behind",
      "{\"t\":1}\n{\"t\":2,\"phase\":\"step\"}\n{\"t\":3,\"phase\":\"step\"}",
      1,
@@ -224,7 +229,7 @@ TEST(RecorderLineParserFindings, placeWhatIsNoJSONInATextWithCRLFEnds) {
   EXPECT_THAT(
       told("{\"t\":1}\r\n  {\"t\":2}\r\n\n{\"t\":3}\n{"),
       ElementsAre("2:3 line_dropped \"{\"t\":1}\r\n  {\"t\":2}\" not JSON: something stands "
-                  "behind the value",
+                  "behind the value (CR LF ends no line)",
                   "5:2 line_dropped \"{\" not JSON: expected a key"));
 }
 
