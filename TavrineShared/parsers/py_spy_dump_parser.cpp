@@ -15,9 +15,12 @@ namespace {
 
 constexpr std::string_view kThreadHead = "Thread ";
 
-// "Process 4711: python train.py" and "Python v3.11.8 (/usr/bin/python3.11)".
+// "Process 4711: python train.py" and "Python v3.11.8 (/usr/bin/python3.11)", and not the frame
+// "Process (x.py:3)".
 bool isProcessHead(std::string_view line) {
-  return line.starts_with("Process ") || line.starts_with("Python v");
+  constexpr std::string_view kProcess = "Process ";
+  if (line.starts_with(kProcess)) return !line.substr(kProcess.size()).starts_with('(');
+  return line.starts_with("Python v");
 }
 
 // "Thread 4711 (idle): ..." or "Thread 0x7F2C (active)", and not the frame "Thread (x.py:3)".

@@ -60,6 +60,10 @@ INSTANTIATE_TEST_SUITE_P(
         {"aFunctionNamedThread",
          "Thread 1 (idle)\n    Thread (threading.py:3)",
          {{"1 (idle)", {"threading.py:Thread:3"}}}},
+        {"aFunctionNamedProcess",
+         "Thread 1 (idle)\n    f (a.py:1)\n    Process (multiprocessing/context.py:3)\n    g "
+         "(b.py:2)",
+         {{"1 (idle)", {"a.py:f:1", "multiprocessing/context.py:Process:3", "b.py:g:2"}}}},
         {"aNativeFrame",
          "f (libtorch.so)\nstd::function<void (int)>::operator() const (libc10.so)",
          {{"", {"libtorch.so:f", "libc10.so:std::function<void (int)>::operator() const"}}}},
