@@ -108,6 +108,8 @@ const std::vector<Devices> kDevicesRows = {
     {"identical samples", framed(kBefore, kBefore), {}},
     {"only reads", framed(kBefore, device("sda", "2", "1")), {"sda"}},
     {"both counters backwards", framed(kAfter, kBefore), {}},
+    {"one counter backwards, the other at rest", framed(device("sda", "2", "1"), kBefore), {}},
+    {"one counter backwards, the other on", framed(device("sda", "2", "0"), kBefore), {"sda"}},
     {"loop and RAM devices",
      framed(device("loop0", "1", "1") + device("ram1", "1", "1") + device("loopback", "1", "1") +
                 device("ramp", "1", "1"),
