@@ -86,9 +86,10 @@ constexpr auto kColumns = std::to_array<RecordColumn<ClassifiedStack>>({
      }},
 });
 
-std::vector<StackFrame> readNamed(const std::string& file, const std::string& name) {
+std::vector<StackFrame> readNamed(const std::string& file, const std::string& name,
+                                  Findings& findings) {
   try {
-    return readStacks(readInput(file));
+    return readStacks(readInput(file), &findings);
   } catch (const DecodingError& error) {
     throw std::runtime_error("no stacks in " + name + ": " + error.what());
   }
@@ -104,14 +105,27 @@ void sayLauncher(const std::vector<ClassifiedStack>& stacks) {
   }
 }
 
+// A frame that could not be read may be the one that would have decided.
+void sayDropped(const Findings& findings, const std::string& name) {
+  const std::size_t count = findings.count(FindingOutcome::lineDropped);
+  if (count == 0) return;
+  say(std::to_string(count) + (count == 1 ? " line" : " lines") + " of " + name +
+      (count == 1 ? " is" : " are") +
+      " neither a thread nor a frame, which is \"function "
+      "(file:line)\"");
+}
+
 ExitStatus classify(const ClassifyOptions& options) {
   if (!options.file && inputIsTerminal()) {
     say("reading stacks from the terminal, up to Ctrl-D; 'py-spy dump --pid PID' prints them");
   }
   const std::string file = options.file.value_or(kStandardInput);
   const std::string name = file == kStandardInput ? "standard input" : file;
+  Findings findings(0);
   std::vector<ClassifiedStack> stacks;
-  for (const StackFrame& stack : readNamed(file, name)) stacks.push_back(classified(stack));
+  for (const StackFrame& stack : readNamed(file, name, findings)) {
+    stacks.push_back(classified(stack));
+  }
   if (options.json.isAskedFor()) {
     writeJSON(encode(stacks, options.json.style()));
   } else {
@@ -119,10 +133,13 @@ ExitStatus classify(const ClassifyOptions& options) {
                            .width = screenWidth().value_or(TableStyle{}.width)};
     writeOutput(recordTable<ClassifiedStack>(stacks, kColumns, style));
   }
+  if (stacks.empty()) {
+    say("no stacks in " + name + "; 'py-spy dump --pid PID' prints them");
+    return ExitStatus::findings;
+  }
   sayLauncher(stacks);
-  if (!stacks.empty()) return ExitStatus::fine;
-  say("no stacks in " + name + "; 'py-spy dump --pid PID' prints them");
-  return ExitStatus::findings;
+  sayDropped(findings, name);
+  return ExitStatus::fine;
 }
 
 }  // namespace

@@ -54,9 +54,11 @@ std::string extent(const LogDiagnosis& diagnosis, Timestamp now) {
 
 std::string basis(const LogDiagnosis& diagnosis) {
   const DiagnosisEvidence& evidence = diagnosis.evidence;
-  std::string text = "Judged by the newest sample";
-  if (!diagnosis.latest) text = "There is no sample; judged by nothing";
-  text.append(" and ").append(counted(diagnosis.recentCount, "recent point", "recent points"));
+  if (!diagnosis.latest) {
+    return "There is no sample to judge by: each line has another phase than \"snapshot\"\n";
+  }
+  std::string text = "Judged by the newest sample and ";
+  text.append(counted(diagnosis.recentCount, "recent point", "recent points"));
   if (evidence.earliest && *evidence.newest > *evidence.earliest) {
     text.append(" (").append(
         durationText(secondsOf(*evidence.newest) - secondsOf(*evidence.earliest)));
@@ -135,13 +137,18 @@ constexpr auto kPhaseColumns = std::to_array<RecordColumn<PhaseRow>>({
     {{""}, [](const PhaseRow& row) -> Cell { return row.bar; }},
 });
 
-std::vector<PhaseRow> phaseRows(const DiagnosisEvidence& evidence, Glyphs glyphs) {
-  constexpr std::size_t kBarWidth = 30;
+std::vector<PhaseRow> phaseRows(const DiagnosisEvidence& evidence, const DiagnosisView& view) {
+  constexpr std::size_t kBesideBars = 27;
+  constexpr std::size_t kNarrowest = 5;
+  constexpr std::size_t kWidest = 30;
+  // The table would cut long bars alike, and they would no longer show the shares.
+  const std::size_t room = view.style.width > kBesideBars ? view.style.width - kBesideBars : 0;
+  const std::size_t barWidth = std::clamp(room, kNarrowest, kWidest);
   std::vector<PhaseRow> rows;
   for (const PhaseCount& phase : evidence.phases) {
     if (phase.stacks == 0) continue;
     const double share = static_cast<double>(phase.stacks) / static_cast<double>(evidence.stacks);
-    rows.push_back({phase, share, bar(share, kBarWidth, glyphs)});
+    rows.push_back({phase, share, bar(share, barWidth, view.glyphs)});
   }
   std::stable_sort(rows.begin(), rows.end(), [](const PhaseRow& a, const PhaseRow& b) {
     return a.phase.stacks > b.phase.stacks;
@@ -239,7 +246,7 @@ std::string diagnosisText(const LogDiagnosis& diagnosis, const DiagnosisView& vi
   text.append(recordTable<ComparisonRow>(comparisonRows(evidence), kComparisonColumns, view.style));
   if (evidence.stacks > 0) {
     text.append("\n").append(
-        recordTable<PhaseRow>(phaseRows(evidence, view.glyphs), kPhaseColumns, view.style));
+        recordTable<PhaseRow>(phaseRows(evidence, view), kPhaseColumns, view.style));
   }
   addChart(text,
            "GPU utilisation",

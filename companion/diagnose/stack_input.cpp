@@ -77,7 +77,7 @@ std::vector<StackFrame> readDocument(std::string_view document) {
   if (auto frames = tryDecode<std::vector<std::string>>(document)) {
     return {{.thread = "", .frames = std::move(*frames)}};
   }
-  if (auto stack = tryDecode<StackFrame>(document)) return {std::move(*stack)};
+  if (document.starts_with('{')) return {decode<StackFrame>(document)};
   if (const auto threads = tryDecode<std::vector<DumpedThread>>(document)) {
     std::vector<StackFrame> stacks;
     for (const DumpedThread& thread : *threads) stacks.push_back(thread.recordedForm());

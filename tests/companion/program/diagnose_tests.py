@@ -74,6 +74,12 @@ class Diagnose(ProgramTest):
                 self.assertTrue(done.stdout.startswith(b"Insufficient data\nstandard input: "))
         self.assertEqual(run("diagnose", self.STALL, self.LOGS / "nothing.jsonl").returncode, 1)
 
+    def test_a_log_without_a_sample_says_so(self):
+        done = run("diagnose", "-", stdin=b'{"t":1,"phase":"step"}\n{"t":2,"phase":"stack"}\n')
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(b'\nThere is no sample to judge by: each line has another phase than '
+                      b'"snapshot"\n', done.stdout)
+
     def test_lines_that_gave_no_point_are_counted(self):
         done = run("diagnose", "-", stdin=b'{"t":1,"gpu_util":1}\n' * 3 + b'{"t":"1"}\nx\n')
         self.assertEqual((done.returncode, done.stderr), (
@@ -114,6 +120,17 @@ class Diagnose(ProgramTest):
                 self.assertEqual(len(charts), 8)
                 self.assertLessEqual(max(map(len, charts)), columns)
 
+    def test_bars_show_shares_on_any_screen(self):
+        log = self.file("phases.jsonl", b"".join(
+            b'{"t":%d,"gpu_util":90,"py_spy":[{"thread":"","frames":["%s"]}]}\n' % (t, frame)
+            for t, frame in enumerate([b"a:forward:1"] * 3 + [b"a:backward:1"])))
+        for columns, bars in ((80, [23, 8]), (40, [10, 3]), (30, [4, 1])):
+            with self.subTest(columns):
+                shown = run_on_terminal("diagnose", str(log), columns=columns, LC_ALL="C",
+                                        NO_COLOR="1").stdout.decode()
+                self.assertEqual([line.count("#") for line in shown.splitlines()
+                                  if line.startswith(("forward ", "backward "))], bars)
+
     def test_wrong_usage(self):
         self.expect_usage(["diagnose"], "LOG is required", "tavrine diagnose")
         for span in ("15", "0s", "-1m", "infd", "1w", "all the rest"):
@@ -137,10 +154,21 @@ class Classify(ProgramTest):
         self.assertEqual((done.returncode, done.stderr), (
             1, b"tavrine: no stacks in standard input; 'py-spy dump --pid PID' prints them\n"))
 
+    def test_lines_that_gave_no_frame_are_counted(self):
+        lost = b"of standard input %s neither a thread nor a frame, which is \"function (file:line)\""
+        for more, words in ((b"    g\n", b"1 line " + lost % b"is"),
+                            (b"    g\n    h\n", b"2 lines " + lost % b"are")):
+            with self.subTest(more):
+                done = run("classify", stdin=b"Thread 1 (idle)\n    f (a.py:1)\n" + more)
+                self.assertEqual((done.returncode, done.stderr),
+                                 (0, b"tavrine: " + words + b"\n"))
+
     def test_json_that_holds_no_stacks_is_trouble(self):
         self.expect(run("classify", stdin=b'[{"thread":1}]'), 2, b"",
                     b"tavrine: no stacks in standard input: [0].thread: expected a text, found a "
                     b"number\n")
+        self.expect(run("classify", stdin=b'{"t":1,"py_spy":[]}'), 2, b"",
+                    b"tavrine: no stacks in standard input: thread: required key is missing\n")
         self.expect(run("classify", stdin=b'["a"'), 2, b"",
                     b"tavrine: no stacks in standard input: not JSON: expected ',' or ']' at line 1, "
                     b"column 5\n")
