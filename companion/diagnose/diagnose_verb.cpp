@@ -40,6 +40,7 @@ Diagnoses diagnoseAll(const DiagnoseOptions& options) {
     try {
       const std::string name = log == kStandardInput ? "standard input" : log;
       diagnoses.logs.push_back(diagnoseLog(name, readInput(log), options.recent));
+      if (options.logs.size() > 1) diagnoses.logs.back().forgetPoints();
     } catch (const std::system_error& error) {
       say(error.what());
       diagnoses.isComplete = false;

@@ -87,7 +87,7 @@ DiagnosisReport reportOf(const LogDiagnosis& diagnosis) {
           .stacks = evidence.stacks,
           .collectiveShare = evidence.collectiveShare,
           .points = evidence.points,
-          .pointsInLog = static_cast<std::int64_t>(diagnosis.points.size()),
+          .pointsInLog = static_cast<std::int64_t>(diagnosis.pointCount),
           .droppedLines = static_cast<std::int64_t>(diagnosis.droppedLines),
           .earliest = secondsOf(evidence.earliest),
           .newest = secondsOf(evidence.newest),

@@ -225,7 +225,8 @@ constexpr auto kDiagnosisColumns = std::to_array<RecordColumn<LogDiagnosis>>({
      }},
     {{"Newest", Alignment::left, Need::ifItFits},
      [](const LogDiagnosis& diagnosis) -> Cell {
-       return diagnosis.points.empty() ? std::string(kAbsent) : timeText(diagnosis.points.back().t);
+       const std::optional<Timestamp>& newest = diagnosis.evidence.newest;
+       return newest ? timeText(*newest) : std::string(kAbsent);
      }},
     {{"Doubts", Alignment::right},
      [](const LogDiagnosis& diagnosis) -> Cell {

@@ -42,11 +42,18 @@ std::pair<std::ptrdiff_t, double> goodness(const LogDiagnosis& diagnosis) {
 
 }  // namespace
 
+void LogDiagnosis::forgetPoints() {
+  // An empty list of elements would leave the room that they had.
+  points = std::vector<RecorderLogPoint>();
+  recentCount = 0;
+}
+
 LogDiagnosis diagnoseLog(std::string name, std::string_view text, const RecentSpan& span) {
   Findings findings(0);
   LogDiagnosis diagnosis{};
   diagnosis.name = std::move(name);
   diagnosis.points = RecorderLineParser::parse(text, &findings);
+  diagnosis.pointCount = diagnosis.points.size();
   diagnosis.droppedLines = findings.count(FindingOutcome::lineDropped);
   diagnosis.recentCount = recentCount(diagnosis.points, span);
   const RecorderLogPoint* const latest = RecorderLineParser::latestSnapshot(diagnosis.points);

@@ -27,13 +27,16 @@ struct RecentSpan {
 
 struct LogDiagnosis {
   std::string name;                        ///< of the log, as the user gave it
-  std::vector<RecorderLogPoint> points;    ///< all, by time
+  std::vector<RecorderLogPoint> points;    ///< all, by time, unless forgotten
+  std::size_t pointCount;                  ///< of all, forgotten or not
   std::size_t recentCount;                 ///< how many of the newest are the recent ones
   std::optional<RecorderLogPoint> latest;  ///< the newest periodic sample
   std::size_t droppedLines;                ///< lines that gave no point
   DiagnosisEvidence evidence;
 
   std::span<const RecorderLogPoint> recent() const { return std::span(points).last(recentCount); }
+  /// Keeps what the points came to. Those of many long logs at once would fill the memory.
+  void forgetPoints();
 };
 
 LogDiagnosis diagnoseLog(std::string name, std::string_view text, const RecentSpan& span);

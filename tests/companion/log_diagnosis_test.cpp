@@ -44,6 +44,18 @@ TEST(DiagnoseLog, takesTheNewestPeriodicSample) {
             RuntimeDiagnosis::derive(diagnosis.latest, diagnosis.recent()));
 }
 
+TEST(DiagnoseLog, keepsWhatThePointsCameTo) {
+  auto diagnosis = diagnoseLog("a", logOf(20, 10), RecentSpan::usual());
+  const DiagnosisEvidence evidence = diagnosis.evidence;
+  diagnosis.forgetPoints();
+  EXPECT_TRUE(diagnosis.points.empty());
+  EXPECT_EQ(diagnosis.points.capacity(), 0U);
+  EXPECT_TRUE(diagnosis.recent().empty());
+  EXPECT_EQ(diagnosis.pointCount, 20U);
+  EXPECT_EQ(diagnosis.evidence.newest, evidence.newest);
+  EXPECT_EQ(diagnosis.latest->gpuUtil, 95);
+}
+
 TEST(DiagnoseLog, canDoWithoutPoints) {
   const auto diagnosis = diagnoseLog("a", "", RecentSpan::usual());
   EXPECT_EQ(diagnosis.latest, std::nullopt);

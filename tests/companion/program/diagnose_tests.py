@@ -57,6 +57,12 @@ class Diagnose(ProgramTest):
                          ["dataloaderStall", "communicationBound", "memoryBound", "mixed", "mixed",
                           "computeBound"])
 
+    def test_of_several_each_is_reported_as_alone(self):
+        logs = sorted(self.LOGS.glob("*.jsonl"))
+        alone = [json.loads(run("diagnose", "--json", log).stdout) for log in logs]
+        together = json.loads(run("diagnose", "--json", *logs).stdout)
+        self.assertEqual(sorted(together, key=lambda report: report["log"]), alone)
+
     def test_a_log_that_cannot_be_read_costs_no_other(self):
         done = run("diagnose", "nowhere.jsonl", self.STALL, self.STALL)
         self.assertEqual(done.returncode, 2)
