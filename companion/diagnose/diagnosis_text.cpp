@@ -41,6 +41,15 @@ double secondsOf(Timestamp time) { return time.time_since_epoch().count(); }
 
 // --- What it rests on ---
 
+// Who writes milliseconds, as many do, would otherwise see only that there is no date.
+std::string newestText(Timestamp newest, Timestamp now) {
+  constexpr int kDigits = 6;
+  const std::string date = timeText(newest);
+  if (date != kAbsent) return "the newest of " + date + ", " + agoText(newest, now);
+  return "the newest at t = " + significantDigits(secondsOf(newest), kDigits) +
+         ", which is no date: t is in seconds";
+}
+
 std::string extent(const LogDiagnosis& diagnosis, Timestamp now) {
   const std::vector<RecorderLogPoint>& points = diagnosis.points;
   std::string text = visibleText(diagnosis.name) + ": ";
@@ -48,8 +57,7 @@ std::string extent(const LogDiagnosis& diagnosis, Timestamp now) {
   const double seconds = secondsOf(points.back().t) - secondsOf(points.front().t);
   text.append(counted(points.size(), "point", "points"));
   if (seconds > 0) text.append(" over ").append(durationText(seconds));
-  text.append(", the newest of ").append(timeText(points.back().t));
-  return text.append(", ").append(agoText(points.back().t, now)).append("\n");
+  return text.append(", ").append(newestText(points.back().t, now)).append("\n");
 }
 
 std::string basis(const LogDiagnosis& diagnosis) {

@@ -80,6 +80,15 @@ class Diagnose(ProgramTest):
                 self.assertTrue(done.stdout.startswith(b"Insufficient data\nstandard input: "))
         self.assertEqual(run("diagnose", self.STALL, self.LOGS / "nothing.jsonl").returncode, 1)
 
+    def test_milliseconds_are_told_to_be_no_seconds(self):
+        for t, words in ((1763142000000, b"the newest at t = 1.76314e+12, which is no date: t is in "
+                                         b"seconds\n"),
+                         (253402300799, b"the newest of 9999-12-31 23:59:59 UTC, in "),
+                         (253402300800, b"the newest at t = 2.53402e+11, which is no date: ")):
+            with self.subTest(t):
+                done = run("diagnose", "-", stdin=b'{"t":%d,"gpu_util":5}\n' % t)
+                self.assertIn(b"standard input: 1 point, " + words, done.stdout)
+
     def test_a_log_without_a_sample_says_so(self):
         done = run("diagnose", "-", stdin=b'{"t":1,"phase":"step"}\n{"t":2,"phase":"stack"}\n')
         self.assertEqual(done.returncode, 1)
