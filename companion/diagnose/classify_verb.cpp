@@ -111,8 +111,7 @@ void sayDropped(const Findings& findings, const std::string& name) {
   if (count == 0) return;
   say(std::to_string(count) + (count == 1 ? " line" : " lines") + " of " + name +
       (count == 1 ? " is" : " are") +
-      " neither a thread nor a frame, which is \"function "
-      "(file:line)\"");
+      " neither a thread nor a frame, which is \"function (file:line)\"");
 }
 
 ExitStatus classify(const ClassifyOptions& options) {
