@@ -2,8 +2,8 @@
 // form for are left out of the document and told.
 #pragma once
 
-#include "companion/shell/encodable.h"
 #include "companion/parse/kinds.h"
+#include "companion/shell/encodable.h"
 
 #include <TavrineShared/model/field_table.h>
 #include <TavrineShared/model/json_conventions.h>
