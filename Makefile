@@ -19,7 +19,7 @@ help: ## lists these commands
 	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "make %-13s %s\n", $$1, $$2 }' Makefile
 
 .PHONY: run
-run: ## shows this machine's GPUs, or a made-up lab where there is none
+run: ## shows this machine, a made-up lab if it has no GPU, and a recorded one
 	@tools/bootstrap build
 	@cmake --preset release
 	@cmake --build --preset release --target tavrine

@@ -1,25 +1,28 @@
 #!/bin/sh
-# What `make run` shows: the GPUs of this machine as a table, or, where no GPU answers, a made-up
-# lab.
+# What `make run` shows: this machine, the demo lab where no GPU answers, and a recorded lab with all
+# that can be told of it.
 #
 #   tools/run.sh build/release/companion/tavrine
 set -eu
 
 tavrine=$1
+examples=$(dirname "$0")/../examples/lab
 
-if nvidia-smi -L >/dev/null 2>&1; then
-  query=$("$tavrine" query gpus)
-  printf 'The GPUs of this machine, as told by: %s\n\n' "$query"
-  # A tool too old for one of the columns says so on its standard output, and fails.
-  if ! output=$(sh -c "$query"); then
-    printf 'That command failed:\n%s\n' "$output" >&2
-    exit 1
-  fi
-  # Exit status 1 says that there were findings, which are shown; it is no failure here.
-  printf '%s\n' "$output" | "$tavrine" parse gpus --table --findings || [ $? -eq 1 ]
-else
-  echo "No GPU answers on this machine: nvidia-smi is missing or fails."
-  echo "So this is a made-up lab, as 'tavrine demo' shows it:"
-  echo
+heading() { printf '\n==== %s\n\n' "$1"; }
+
+# Exit status 1 says that something was lost or did not answer, which is told; it is no failure here.
+told() { "$@" || [ $? -eq 1 ]; }
+
+heading "This machine, as 'tavrine collect' sees it"
+told "$tavrine" collect . --config /dev/null | told "$tavrine" show -
+
+if ! nvidia-smi -L >/dev/null 2>&1; then
+  heading "No GPU answers here, so this is a made-up lab: 'tavrine demo'"
   "$tavrine" demo
 fi
+
+heading "A recorded lab: 'tavrine assemble examples/lab | tavrine show -'"
+told "$tavrine" assemble "$examples" | told "$tavrine" show -
+
+heading "What holds its runs back: 'tavrine diagnose examples/lab/*/runs/*/recorder.jsonl'"
+(cd "$examples" && "$tavrine" diagnose */runs/*/recorder.jsonl)

@@ -8,6 +8,7 @@
 #include <TavrineShared/parsers/training_log_parser.h>
 #include <TavrineShared/recorder/dashboard_run_state.h>
 #include <TavrineShared/recorder/recorder_line_parser.h>
+#include <TavrineShared/recorder/runtime_diagnosis.h>
 
 #include <algorithm>
 #include <array>
@@ -15,6 +16,7 @@
 #include <numeric>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -232,8 +234,18 @@ class RunReader {
     if (!isActive(status)) return RunHealth::unknown;
     if (std::any_of(gpus.begin(), gpus.end(), isHot)) return RunHealth::overheating;
     if (std::any_of(gpus.begin(), gpus.end(), isFull)) return RunHealth::memoryRisk;
-    if (!signals_.warnings.empty()) return RunHealth::degraded;
+    if (!signals_.warnings.empty() || isStarved()) return RunHealth::degraded;
     return status == RunStatus::warmingUp ? RunHealth::warmingUp : RunHealth::healthy;
+  }
+
+  // An old sample says nothing of how it is now.
+  bool isStarved() const {
+    return hasFreshSample() &&
+           RuntimeDiagnosis::derive(*sample_, recentPoints()) == RuntimeDiagnosis::dataloaderStall;
+  }
+
+  std::span<const RecorderLogPoint> recentPoints() const {
+    return std::span(points_).last(std::min(points_.size(), kRecentPoints));
   }
 
   void fillFromLog(TrainingRun& run) const {
@@ -251,8 +263,7 @@ class RunReader {
     if (logs_.places != nullptr) run.recorderLogPath = logs_.places->recorderPath;
     if (points_.empty()) return;
     run.lastRecorderPointAt = points_.back().t;
-    const std::size_t kept = std::min(points_.size(), kRecentPoints);
-    run.recorderPoints.assign(points_.end() - static_cast<std::ptrdiff_t>(kept), points_.end());
+    run.recorderPoints.assign(recentPoints().begin(), recentPoints().end());
     const auto dumped =
         std::find_if(points_.rbegin(), points_.rend(), [](const RecorderLogPoint& point) {
           return point.pySpy && !point.pySpy->empty();

@@ -4,6 +4,8 @@
 #include "companion/views/quantity_text.h"
 #include "companion/views/record_table.h"
 
+#include <TavrineShared/foundation/unicode_text.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -144,6 +146,21 @@ std::string sumOfPower(const ServerSummary& server) {
   return watts(sumOver(server.gpus, &GPUStat::powerDrawW));
 }
 
+// The GPUs of a run are not known while its server's tool does not answer.
+std::string runMemory(const TrainingRun& run) {
+  return run.vramTotalGB > 0 ? usedOf(run.vramUsedGB, run.vramTotalGB) : gibibytes(run.vramUsedGB);
+}
+
+// The beginning of time stands for a server that has never answered.
+std::string lastSeen(const ServerSummary& server, Timestamp takenAt) {
+  return server.lastSeen == Timestamp{} ? "never" : agoText(server.lastSeen, takenAt);
+}
+
+// A process table pads what stands in front of the command line.
+std::string commandLine(const ProcessStat& process) {
+  return std::string(trimmed(process.command));
+}
+
 Cell temperature(const GPUStat& gpu) {
   return {withUnit(gpu.temperatureC, " C"), gpu.temperatureC >= kHotC ? Ink::red : Ink::plain};
 }
@@ -180,7 +197,7 @@ constexpr auto kServerColumns = std::to_array<RecordColumn<ServerRow>>({
        return row.server->diskFreeGB ? gibibytes(*row.server->diskFreeGB) : std::string(kAbsent);
      }},
     {{"Last seen"},
-     [](const ServerRow& row) -> Cell { return agoText(row.server->lastSeen, row.takenAt); }},
+     [](const ServerRow& row) -> Cell { return lastSeen(*row.server, row.takenAt); }},
     {{"Host", Alignment::left, Need::ifItFits},
      [](const ServerRow& row) -> Cell { return row.server->host; }},
 });
@@ -213,7 +230,7 @@ constexpr auto kRunColumns = std::to_array<RecordColumn<RunRow>>({
     {{"GPU", Alignment::right, Need::ifItFits},
      [](const RunRow& row) -> Cell { return withUnit(row.run->gpuUtilization, "%"); }},
     {{"GPU memory", Alignment::right, Need::ifItFits},
-     [](const RunRow& row) -> Cell { return usedOf(row.run->vramUsedGB, row.run->vramTotalGB); }},
+     [](const RunRow& row) -> Cell { return runMemory(*row.run); }},
     {{"Power", Alignment::right, Need::ifItFits},
      [](const RunRow& row) -> Cell { return watts(row.run->powerDrawW); }},
     {{"Started", Alignment::left, Need::ifItFits},
@@ -254,7 +271,7 @@ constexpr auto kProcessColumns = std::to_array<RecordColumn<ProcessRow>>({
      [](const ProcessRow& row) -> Cell { return gibibytes(row->residentMemoryGB()); }},
     {{"Elapsed", Alignment::right, Need::ifItFits},
      [](const ProcessRow& row) -> Cell { return row->elapsed; }},
-    {{"Command"}, [](const ProcessRow& row) -> Cell { return row->command; }},
+    {{"Command"}, [](const ProcessRow& row) -> Cell { return commandLine(*row); }},
 });
 
 constexpr auto kUserColumns = std::to_array<RecordColumn<UserRow>>({

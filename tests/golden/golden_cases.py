@@ -109,8 +109,11 @@ def demo_cases():
                    settled=without_clock)
 
 
-# Runs that need no input.
+# Runs over what stands elsewhere, or over nothing.
 WITHOUT_INPUT = [
+    Case(["assemble", "--pretty", "examples/lab"], ROOT / "lab/snapshot.json"),
+    Case(["assemble", "--findings", "examples/lab"], ROOT / "lab/findings.txt", "stderr"),
+    Case(["show", "tests/golden/lab/snapshot.json"], ROOT / "lab/show.txt"),
     Case(["schema"], SCHEMAS / "AppSnapshot.schema.json"),
     Case(["schema", "GPUProcessStat"], SCHEMAS / "GPUProcessStat.schema.json"),
     *demo_cases(),

@@ -14,7 +14,7 @@ class GoldenFiles(ProgramTest):
                 done = run(*arguments, cwd=golden_cases.REPOSITORY)
                 output = settled(getattr(done, stream))
                 self.assertEqual(output, expected.read_bytes())
-                negative = re.search(rb"^(tavrine: )?\d+ loss|Insufficient data",
+                negative = re.search(rb"^ *(tavrine: )?\d+ loss|Insufficient data",
                                      done.stdout + done.stderr, re.M)
                 self.assertEqual(done.returncode, 1 if negative else 0)
                 count += 1
