@@ -28,8 +28,8 @@ constexpr bool isActive(RunStatus status) {
 ///
 /// The health is the first of these that holds: failed; stalled; overheating, with a GPU of the
 /// server at 85 degrees or more; memory risk, with 97 % of its GPUs' memory in use; degraded, with
-/// a warning of the log or a GPU that starves by what the recorder saw; warming up; healthy while it
-/// runs; else unknown.
+/// a warning of the log or a GPU that starves by what the recorder saw; warming up; healthy while
+/// it runs; else unknown.
 ///
 /// Utilisation, memory and power are those of the recorder's newest sample. Without one, memory is
 /// that of the server's training processes, and the others are those of the server's GPUs, but only
