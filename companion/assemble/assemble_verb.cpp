@@ -3,6 +3,7 @@
 #include "companion/assemble/assemble.h"
 #include "companion/assemble/assembly_output.h"
 #include "companion/capture/capture_folder.h"
+#include "companion/redact/redaction.h"
 #include "companion/shell/json_output.h"
 #include "companion/shell/output.h"
 
@@ -30,6 +31,7 @@ struct AssembleOptions {
   std::optional<std::string> previous;
   std::optional<std::string> output;
   bool findings = false;
+  bool redact = false;
   JSONOptions json;
 };
 
@@ -64,14 +66,15 @@ ExitStatus runAssemble(const AssembleOptions& options) {
   const std::vector<Capture> captures = readCaptures(options.captures, reading);
   std::optional<AppSnapshot> previous;
   if (options.previous) previous = SnapshotDiskStore::readOrThrow(*options.previous);
-  const Assembly assembly = assemble(captures, previous ? &*previous : nullptr);
+  Assembly assembly = assemble(captures, previous ? &*previous : nullptr);
+  if (options.redact) assembly.snapshot = redacted(std::move(assembly.snapshot));
   if (options.output) {
     SnapshotDiskStore::write(assembly.snapshot, *options.output);
   } else {
     writeJSON(encode(assembly.snapshot, options.json.style()));
   }
   bool isAnythingLost = false;
-  for (const FindingsBook* const book : {&std::as_const(reading), &assembly.findings}) {
+  for (const FindingsBook* const book : {&reading, &assembly.findings}) {
     if (options.findings) writeWords(sourceFindingsText(*book));
     const std::string summary = lossSummary(*book);
     if (!options.findings && !summary.empty()) say(summary);
@@ -107,6 +110,10 @@ void addAssembleVerb(CLI::App& program, Action& chosen) {
        addJSONOptions(app, options->json, "the snapshot as JSON, as is the default")) {
     output->excludes(json);
   }
+  app.add_flag("--redact",
+               options->redact,
+               "replace what looks like a secret in command lines\n"
+               "and logs");
   app.add_flag("--findings", options->findings, "tell what was lost and why, on standard error");
   app.callback([&chosen, options] { chosen = [options] { return runAssemble(*options); }; });
 }

@@ -135,6 +135,10 @@ void addCollectOptions(CLI::App& command, CollectOptions& options) {
           options.captures,
           "keep what the hosts printed, a folder for each",
           "FOLDER");
+  command.add_flag("--redact",
+                   options.redact,
+                   "replace what looks like a secret in command lines\n"
+                   "and logs");
   command.add_option("--at-once", request.atOnce, "hosts to ask at the same time (32)")
       ->check(CLI::Range(std::size_t{1}, std::size_t{1024}))
       ->type_name("N")

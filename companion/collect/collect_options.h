@@ -18,6 +18,7 @@ struct CollectOptions {
   std::vector<std::string> hosts;  ///< as the user names them; this machine when there are none
   CollectRequest request;          ///< all but its hosts
   std::optional<std::string> captures;  ///< folder to keep captures in
+  bool redact = false;                  ///< take secrets out of what hosts print
   std::optional<std::string> config;    ///< file, when the user names one
 
   /// What is to be asked. Throws `std::runtime_error` for a host that cannot be.

@@ -1,12 +1,14 @@
 #include "companion/collect/collect_run.h"
 
 #include "companion/capture/capture_folder.h"
+#include "companion/redact/capture_redaction.h"
 #include "companion/shell/interruption.h"
 #include "companion/shell/output.h"
 
 #include <unistd.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace tavrine {
 
@@ -36,8 +38,7 @@ class ProgressLine {
 
 }  // namespace
 
-std::vector<Capture> collectTold(const CollectRequest& request,
-                                 const std::optional<std::string>& folder) {
+std::vector<Capture> collectTold(const CollectRequest& request, const CollectOptions& options) {
   std::vector<Capture> captures;
   {
     const ProgressLine progress(request.hosts.size());
@@ -46,14 +47,16 @@ std::vector<Capture> collectTold(const CollectRequest& request,
         [&progress](std::size_t ended) { progress.show(ended); },
         isInterrupted);
   }
-  for (const Capture& capture : captures) {
+  for (Capture& capture : captures) {
+    if (options.redact) capture = redacted(std::move(capture));
     if (capture.info.problem) say(capture.info.server + ": " + *capture.info.problem);
     for (const CommandResult& result : capture.info.commands) {
       if (!result.cutBytes) continue;
       say(capture.info.server + ": " + result.command + " printed too much; " +
           std::to_string(*result.cutBytes) + " bytes were not kept");
     }
-    if (folder) writeCapture(capture, captureFolder(*folder, capture.info.server));
+    if (!options.captures) continue;
+    writeCapture(capture, captureFolder(*options.captures, capture.info.server));
   }
   return captures;
 }

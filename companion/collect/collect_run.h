@@ -9,10 +9,10 @@
 
 namespace tavrine {
 
-/// Asks all hosts, with a progress line where standard error is a terminal, keeps the captures
-/// where a folder is given for them, and tells of each host that did not answer, or not to the end.
-std::vector<Capture> collectTold(const CollectRequest& request,
-                                 const std::optional<std::string>& captureFolder);
+/// Asks all hosts, with a progress line where standard error is a terminal, takes secrets out of
+/// what they print and keeps the captures if that is wanted, and tells of each host that did not
+/// answer, or not to the end. `request` is what the options come to.
+std::vector<Capture> collectTold(const CollectRequest& request, const CollectOptions& options);
 
 /// Whether every host answered to the end.
 bool areWhole(const std::vector<Capture>& captures);

@@ -40,7 +40,7 @@ ExitStatus runCollect(const CollectVerbOptions& options) {
     return ExitStatus::fine;
   }
   noteInterruptions();
-  const std::vector<Capture> captures = collectTold(request, options.collect.captures);
+  const std::vector<Capture> captures = collectTold(request, options.collect);
   bool isAllWell = areWhole(captures);
   if (options.collect.captures) {
     printFolders(captures, *options.collect.captures);

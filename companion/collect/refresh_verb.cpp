@@ -67,7 +67,7 @@ bool refreshOnce(const CollectRequest& request, const RefreshOptions& options,
                  const std::filesystem::path& file) {
   const auto started = Clock::now();
   const double cpuBefore = cpuSeconds();
-  const std::vector<Capture> captures = collectTold(request, options.collect.captures);
+  const std::vector<Capture> captures = collectTold(request, options.collect);
   // What was interrupted would show hosts as offline that are not.
   if (isInterrupted()) return false;
   const std::optional<AppSnapshot> previous = SnapshotDiskStore::read(file);

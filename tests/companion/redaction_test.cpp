@@ -52,7 +52,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"quotedValue", "--password 'a b' c", "--password '[redacted]' c"},
         {"quotedValueGoesOn", "--password 'a b'c\"d e", "--password [redacted] e"},
         {"quotedTwice", "--password 'a'\\''b' e", "--password [redacted] e"},
-        {"quoteWithoutEnd", "--password 'a b\nc", "--password '[redacted]\nc"},
+        {"quoteWithoutEnd", "--password 'a b\nc", "--password [redacted]\nc"},
         {"escapedQuoteInside", R"(x="1" password="a\"b" c)", R"(x="1" password="[redacted]" c)"},
         {"escapeAtTheEnd", R"(password="a\)", R"(password="[redacted])"},
         {"variable", "HF_TOKEN=abc python a.py", "HF_TOKEN=[redacted] python a.py"},

@@ -1,0 +1,66 @@
+#include "companion/redact/capture_redaction.h"
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+#include <string_view>
+
+#include "tests/support/rows.h"
+
+namespace tavrine {
+namespace {
+
+struct DocumentRow {
+  const char* name;
+  std::string_view text;
+  std::string_view want;
+};
+void PrintTo(const DocumentRow& row, std::ostream* out) { *out << row.text; }
+
+class RedactedJSON : public testing::TestWithParam<DocumentRow> {};
+
+TEST_P(RedactedJSON, staysJSON) { EXPECT_EQ(redactedJSON(GetParam().text), GetParam().want); }
+
+INSTANTIATE_TEST_SUITE_P(Rows, RedactedJSON,
+                         rows<DocumentRow>({
+                             {"empty", "", ""},
+                             {"nothingSecret",
+                              R"({"t": 1, "cmdline": "python x"})",
+                              R"({"t": 1, "cmdline": "python x"})"},
+                             {"theLastWordOfAText",
+                              R"({"cmdline":"python x --token abc"})",
+                              R"({"cmdline":"python x --token [redacted]"})"},
+                             {"aQuotedValue",
+                              R"({"cmdline":"x --password \"a b\" y"})",
+                              R"({"cmdline":"x --password \"[redacted]\" y"})"},
+                             {"severalLines",
+                              "{\"cmdline\":\"API_KEY=1 x\"}\n{\"t\":2}\n",
+                              "{\"cmdline\":\"API_KEY=[redacted] x\"}\n{\"t\":2}\n"},
+                             {"aTextWithoutAnEnd",
+                              "{\"a\": \"--token b\n\"--token c\"",
+                              "{\"a\": \"--token b\n\"--token [redacted]\""},
+                             {"noText", "\"\\x --token b\"", "\"\\x --token b\""},
+                             {"noJSON", "token: abc", "token: abc"},
+                         }),
+                         rowName);
+
+TEST(RedactedJSON, isLinear) {
+  std::string hostile = "\"";
+  for (int i = 0; i < 1'000'000; ++i) hostile += "\\\"";
+  EXPECT_EQ(redactedJSON(hostile), hostile);
+}
+
+TEST(RedactedCapture, knowsTextsFromDocuments) {
+  Capture capture{};
+  capture.texts = {{"processes.txt", "1 x --token abc\n"},
+                   {"runs/a/recorder.jsonl", "{\"cmdline\":\"x --token abc\"}\n"},
+                   {"agent/usage.json", "{\"a\":\"--token abc\"}"}};
+  capture = redacted(std::move(capture));
+  EXPECT_EQ(*capture.text("processes.txt"), "1 x --token [redacted]\n");
+  EXPECT_EQ(*capture.text("runs/a/recorder.jsonl"), "{\"cmdline\":\"x --token [redacted]\"}\n");
+  EXPECT_EQ(*capture.text("agent/usage.json"), "{\"a\":\"--token [redacted]\"}");
+}
+
+}  // namespace
+}  // namespace tavrine
