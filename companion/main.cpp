@@ -5,6 +5,7 @@
 #include "companion/assemble/assemble_verb.h"
 #include "companion/collect/collect_verbs.h"
 #include "companion/diagnose/diagnose_verbs.h"
+#include "companion/export/export_verb.h"
 #include "companion/parse/parse_verb.h"
 #include "companion/parse/query_verb.h"
 #include "companion/shell/usage.h"
@@ -34,6 +35,7 @@ ExitStatus run(int argc, char** argv) {
   addParseVerb(program, chosen);
   addQueryVerb(program, chosen);
   addShowVerb(program, chosen);
+  addExportVerb(program, chosen);
   addDemoVerb(program, chosen);
   addCheckVerb(program, chosen);
   addSchemaVerb(program, chosen);

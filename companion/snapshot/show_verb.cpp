@@ -1,52 +1,32 @@
-#include "companion/shell/input.h"
-#include "companion/shell/output.h"
+#include "companion/snapshot/snapshot_input.h"
 #include "companion/snapshot/snapshot_output.h"
 #include "companion/snapshot/snapshot_verbs.h"
 
-#include <TavrineShared/model/app_snapshot.h>
-#include <TavrineShared/model/json_conventions.h>
-#include <TavrineShared/store/snapshot_disk_store.h>
+#include <TavrineShared/model/coding_error.h>
 
 #include <CLI/CLI.hpp>
 
 #include <memory>
-#include <optional>
 #include <stdexcept>
-#include <string>
 
 namespace tavrine {
 
 namespace {
 
 struct ShowOptions {
-  std::optional<std::string> file;
+  SnapshotInput input;
   SnapshotOptions output;
 };
 
-// What was decoded or encoded does not know where it came from.
-template <class Work>
-auto naming(const std::string& file, const Work& work) {
-  try {
-    return work();
-  } catch (const DecodingError& error) {
-    throw std::runtime_error("no snapshot in " + file + ": " + error.what());
-  } catch (const EncodingError& error) {
-    throw std::runtime_error("cannot print " + file + " as JSON: " + error.what());
-  }
-}
-
 ExitStatus show(const ShowOptions& options) {
-  const std::string file = options.file ? *options.file : SnapshotDiskStore::defaultURL().string();
-  const std::string name = file == kStandardInput ? "standard input" : file;
-  const std::string document = readInput(file);
   Findings findings;
-  const auto snapshot = naming(name, [&] { return decode<AppSnapshot>(document, &findings); });
-  naming(name, [&] { writeSnapshot(snapshot, options.output); });
-  const std::size_t losses = findings.lossCount();
-  if (losses == 0) return ExitStatus::fine;
-  say(std::to_string(losses) + (losses == 1 ? " loss" : " losses") + " in " + name +
-      "; 'tavrine check' tells of what, and why");
-  return ExitStatus::findings;
+  const AppSnapshot snapshot = readSnapshot(options.input, findings);
+  try {
+    writeSnapshot(snapshot, options.output);
+  } catch (const EncodingError& error) {
+    throw std::runtime_error("cannot print " + options.input.name() + " as JSON: " + error.what());
+  }
+  return sayLosses(options.input, findings);
 }
 
 }  // namespace
@@ -61,11 +41,7 @@ void addShowVerb(CLI::App& program, Action& chosen) {
   app.footer(app.get_footer() +
              "\n\nExit status: 0 nothing was lost, 1 something was, 2 it is no snapshot.");
   const auto options = std::make_shared<ShowOptions>();
-  app.add_option("FILE",
-                 options->file,
-                 "the snapshot; - is standard input, and the latest\n"
-                 "one, ~/.tavrine/latest.json, is shown if left out")
-      ->type_name("");
+  addSnapshotInput(app, options->input, "shown");
   addSnapshotOptions(app, options->output, "the snapshot as JSON, without what was lost");
   app.callback([&chosen, options] { chosen = [options] { return show(*options); }; });
 }

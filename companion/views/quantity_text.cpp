@@ -56,6 +56,15 @@ std::string gibibytesOfMB(double mebibytes) { return gibibytes(gibibytesIn(mebib
 
 std::string gibibytes(double gibibytes) { return oneDecimal(gibibytes) + " GiB"; }
 
+std::string gibibytesUsed(double used, double total) {
+  return oneDecimal(used) + " / " + gibibytes(total);
+}
+
+std::string lossText(const std::optional<double>& loss) {
+  constexpr int kDigits = 4;
+  return loss ? significantDigits(*loss, kDigits) : std::string(kAbsent);
+}
+
 std::string watts(double value) { return oneDecimal(value) + " W"; }
 
 std::string countText(const std::optional<std::int64_t>& value) {

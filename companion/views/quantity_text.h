@@ -20,7 +20,13 @@ double gibibytesIn(double mebibytes);
 std::string gibibytesOfMB(double mebibytes);
 std::string gibibytes(double gibibytes);
 
+/// "45.2 / 80.0 GiB", from GiB.
+std::string gibibytesUsed(double used, double total);
+
 std::string watts(double value);
+
+/// Of a training loss, with four digits; a dash for no value.
+std::string lossText(const std::optional<double>& loss);
 
 /// A dash for no value.
 std::string countText(const std::optional<std::int64_t>& value);

@@ -3,21 +3,18 @@
 #include "companion/views/number_text.h"
 #include "companion/views/quantity_text.h"
 #include "companion/views/record_table.h"
+#include "companion/views/snapshot_parts.h"
 
 #include <TavrineShared/foundation/unicode_text.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string_view>
-#include <tuple>
 #include <vector>
 
 namespace tavrine {
 
 namespace {
-
-constexpr double kHotC = 85;  // where data centre GPUs begin to slow themselves down
 
 // --- Rows: a record, and what of its surroundings its line shows ---
 // What lies back is counted from the time of the snapshot: its head line tells how long that is
@@ -48,77 +45,12 @@ struct UserRow {
   const StudentUsage* user;
 };
 
-Ink inkOf(ServerConnectionState state) {
-  switch (state) {
-    case ServerConnectionState::connected:
-      return Ink::green;
-    case ServerConnectionState::degraded:
-      return Ink::yellow;
-    case ServerConnectionState::offline:
-      return Ink::red;
-    case ServerConnectionState::demo:
-      return Ink::faint;
-  }
-  return Ink::plain;
-}
-
-Ink inkOf(RunStatus status) {
-  switch (status) {
-    case RunStatus::running:
-    case RunStatus::completed:
-      return Ink::green;
-    case RunStatus::warmingUp:
-    case RunStatus::stalled:
-      return Ink::yellow;
-    case RunStatus::failed:
-      return Ink::red;
-    case RunStatus::queued:
-    case RunStatus::idle:
-      return Ink::plain;
-  }
-  return Ink::plain;
-}
-
-Ink inkOf(RunHealth health) {
-  switch (health) {
-    case RunHealth::healthy:
-      return Ink::green;
-    case RunHealth::warmingUp:
-    case RunHealth::degraded:
-    case RunHealth::stalled:
-    case RunHealth::memoryRisk:
-      return Ink::yellow;
-    case RunHealth::overheating:
-    case RunHealth::failed:
-      return Ink::red;
-    case RunHealth::unknown:
-      return Ink::plain;
-  }
-  return Ink::plain;
-}
-
-Ink inkOf(AlertSeverity severity) {
-  switch (severity) {
-    case AlertSeverity::info:
-      return Ink::plain;
-    case AlertSeverity::warning:
-      return Ink::yellow;
-    case AlertSeverity::critical:
-      return Ink::red;
-  }
-  return Ink::plain;
-}
-
 template <VocabularyType V>
 Cell titleCell(V value) {
   return {std::string(value.title()), inkOf(value)};
 }
 
 // --- Cells ---
-
-std::string usedOf(double used, double total) {
-  return oneDecimal(used) + " / " + gibibytes(total);
-}
 
 double sumOver(const std::vector<GPUStat>& gpus, double GPUStat::*figure) {
   double sum = 0;
@@ -127,7 +59,8 @@ double sumOver(const std::vector<GPUStat>& gpus, double GPUStat::*figure) {
 }
 
 std::string gpuMemory(double usedMB, double totalMB) {
-  return totalMB > 0 ? usedOf(gibibytesIn(usedMB), gibibytesIn(totalMB)) : std::string(kAbsent);
+  return totalMB > 0 ? gibibytesUsed(gibibytesIn(usedMB), gibibytesIn(totalMB))
+                     : std::string(kAbsent);
 }
 
 std::string gpuMemory(const ServerSummary& server) {
@@ -148,7 +81,8 @@ std::string sumOfPower(const ServerSummary& server) {
 
 // The GPUs of a run are not known while its server's tool does not answer.
 std::string runMemory(const TrainingRun& run) {
-  return run.vramTotalGB > 0 ? usedOf(run.vramUsedGB, run.vramTotalGB) : gibibytes(run.vramUsedGB);
+  return run.vramTotalGB > 0 ? gibibytesUsed(run.vramUsedGB, run.vramTotalGB)
+                             : gibibytes(run.vramUsedGB);
 }
 
 // The beginning of time stands for a server that has never answered.
@@ -162,19 +96,7 @@ std::string commandLine(const ProcessStat& process) {
 }
 
 Cell temperature(const GPUStat& gpu) {
-  return {withUnit(gpu.temperatureC, " C"), gpu.temperatureC >= kHotC ? Ink::red : Ink::plain};
-}
-
-std::string lossText(const std::optional<double>& loss) {
-  constexpr int kDigits = 4;
-  return loss ? significantDigits(*loss, kDigits) : std::string(kAbsent);
-}
-
-// What an alert is about: the run, the server, or both.
-std::string subject(const TavrineAlert& alert) {
-  if (alert.runName && alert.serverName) return *alert.runName + " on " + *alert.serverName;
-  if (alert.runName) return *alert.runName;
-  return orAbsent(alert.serverName);
+  return {withUnit(gpu.temperatureC, " C"), isHot(gpu) ? Ink::red : Ink::plain};
 }
 
 // --- Tables ---
@@ -248,7 +170,7 @@ constexpr auto kAlertColumns = std::to_array<RecordColumn<AlertRow>>({
     {{"When"},
      [](const AlertRow& row) -> Cell { return agoText(row.alert->timestamp, row.takenAt); }},
     {{"About", Alignment::left, Need::ifItFits},
-     [](const AlertRow& row) -> Cell { return subject(*row.alert); }},
+     [](const AlertRow& row) -> Cell { return orAbsent(subjectOf(*row.alert)); }},
     {{"Alert"}, [](const AlertRow& row) -> Cell { return row.alert->title; }},
     {{"Message"}, [](const AlertRow& row) -> Cell { return row.alert->message; }},
 });
@@ -305,32 +227,11 @@ std::vector<GPURow> gpuRows(const AppSnapshot& snapshot) {
   return rows;
 }
 
-// The gravest first, and of these the newest.
 std::vector<AlertRow> alertRows(const AppSnapshot& snapshot) {
   std::vector<AlertRow> rows;
-  for (const TavrineAlert& alert : snapshot.alerts) rows.push_back({&alert, snapshot.timestamp});
-  std::stable_sort(rows.begin(), rows.end(), [](const AlertRow& a, const AlertRow& b) {
-    const AlertSeverity::Case graveA = a.alert->severity;
-    const AlertSeverity::Case graveB = b.alert->severity;
-    if (graveA != graveB) return graveA > graveB;
-    return a.alert->timestamp > b.alert->timestamp;
-  });
-  return rows;
-}
-
-// Those that hold most GPU memory, then those that use most CPU.
-std::vector<ProcessRow> topProcesses(const AppSnapshot& snapshot, std::size_t count) {
-  std::vector<ProcessRow> rows;
-  for (const ProcessStat& process : snapshot.processes) rows.push_back(&process);
-  const auto holds = [](ProcessRow process) {
-    return std::tuple(process->gpuMemoryMB.value_or(-1),
-                      process->cpuPercent,
-                      process->residentMemoryKB);
-  };
-  std::stable_sort(rows.begin(), rows.end(), [&holds](ProcessRow a, ProcessRow b) {
-    return holds(a) > holds(b);
-  });
-  if (rows.size() > count) rows.resize(count);
+  for (const TavrineAlert* const alert : alertsByGravity(snapshot)) {
+    rows.push_back({alert, snapshot.timestamp});
+  }
   return rows;
 }
 

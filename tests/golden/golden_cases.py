@@ -35,6 +35,13 @@ def parse_forms(kind, *options):
 
 PROCESS_FORMS = parse_forms("processes", "--server=gpu-01", "--captured-at=2026-11-15T17:48:25Z")
 
+CSV_KINDS = ("gpus", "runs", "processes", "users", "recorders")
+EXPORT_FORMS = [Form(".prom", ["export", "--format=prometheus", "--processes"], "stdout"),
+                Form(".openmetrics", ["export", "--format=openmetrics"], "stdout"),
+                Form(".html", ["export", "--format=html"], "stdout"),
+                *(Form(f".{kind}.csv", ["export", "--format=csv", f"--record={kind}"], "stdout")
+                  for kind in CSV_KINDS)]
+
 
 # Folder of inputs -> their ending, and what is made of each. A new kind is one line here.
 FOLDERS = {
@@ -56,7 +63,8 @@ FOLDERS = {
     "stacks": (".stacks", [Form(".txt", ["classify"], "stdout"),
                            Form(".json", ["classify", "--pretty"], "stdout")]),
     "snapshot": (".json", [Form(".check.txt", ["check"], "stdout"),
-                           Form(".show.txt", ["show"], "stdout")]),
+                           Form(".show.txt", ["show"], "stdout"), *EXPORT_FORMS]),
+    "demo": (".json", [Form(".prom", ["export", "--format=prometheus"], "stdout")]),
 }
 
 # When all that depends on the time of day is taken to have happened.

@@ -15,7 +15,7 @@ from testing import (H100, KINDS, LAB, PROGRAM, ProgramTest, ROW, ROW_JSON, envi
                      run_on_terminal)
 
 BOLD = b"\x1b[1m"
-VERBS = ["parse", "query", "show", "demo", "check", "schema", "diagnose", "classify"]
+VERBS = ["parse", "query", "show", "export", "demo", "check", "schema", "diagnose", "classify"]
 KNOWN_VERBS = f"(known: {', '.join(VERBS)})"
 KNOWN_KINDS = f"(known: {', '.join(KINDS)})"
 
@@ -264,7 +264,7 @@ class WrongUsage(ProgramTest):
 
 class Help(ProgramTest):
     COMMANDS = (["--help"], ["-h"], ["parse", "--help"], ["query", "--help"], ["show", "--help"],
-                ["demo", "--help"], ["check", "--help"], ["schema", "--help"],
+                ["export", "--help"], ["demo", "--help"], ["check", "--help"], ["schema", "--help"],
                 ["diagnose", "--help"], ["classify", "--help"],
                 *(["parse", kind, "--help"] for kind in KINDS),
                 *(["query", kind, "--help"] for kind in KINDS))
