@@ -77,7 +77,9 @@ ExitStatus runAssemble(const AssembleOptions& options) {
   for (const FindingsBook* const book : {&reading, &assembly.findings}) {
     if (options.findings) writeWords(sourceFindingsText(*book));
     const std::string summary = lossSummary(*book);
-    if (!options.findings && !summary.empty()) say(summary);
+    if (!options.findings && !summary.empty()) {
+      say(summary + "; --findings tells of what, and why");
+    }
     isAnythingLost = isAnythingLost || !summary.empty();
   }
   return isAnythingLost ? ExitStatus::findings : ExitStatus::fine;

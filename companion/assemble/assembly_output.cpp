@@ -39,8 +39,7 @@ std::string lossSummary(const FindingsBook& book) {
         return each.findings.lossCount() > 0;
       });
   return std::to_string(losses) + (losses == 1 ? " loss" : " losses") + " in " +
-         std::to_string(sources) + (sources == 1 ? " source" : " sources") +
-         "; --findings tells of what, and why";
+         std::to_string(sources) + (sources == 1 ? " source" : " sources");
 }
 
 }  // namespace tavrine

@@ -10,7 +10,7 @@ namespace tavrine {
 /// Each source of which there is something to tell, with its findings below.
 std::string sourceFindingsText(const FindingsBook& book);
 
-/// One line that says how much was lost where, and how to learn more; empty when nothing was.
+/// How much was lost in how many sources, in a few words; empty when nothing was.
 std::string lossSummary(const FindingsBook& book);
 
 }  // namespace tavrine

@@ -49,7 +49,9 @@ ExitStatus runCollect(const CollectVerbOptions& options) {
     writeJSON(encode(assembly.snapshot, options.json.style()));
     const std::string losses = lossSummary(assembly.findings);
     isAllWell = isAllWell && losses.empty();
-    if (!losses.empty()) say(losses);
+    if (!losses.empty()) {
+      say(losses + "; 'tavrine assemble --findings' tells of what, from captures, and why");
+    }
   }
   return isAllWell ? ExitStatus::fine : ExitStatus::findings;
 }

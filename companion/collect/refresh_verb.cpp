@@ -73,11 +73,11 @@ bool refreshOnce(const CollectRequest& request, const RefreshOptions& options,
   const std::optional<AppSnapshot> previous = SnapshotDiskStore::read(file);
   const Assembly assembly = assemble(captures, previous ? &*previous : nullptr);
   SnapshotDiskStore::write(assembly.snapshot, file);
-  const double seconds = std::chrono::duration<double>(Clock::now() - started).count();
-  say(timeText(assembly.snapshot.timestamp) + ": " + outcome(assembly.snapshot) + "; took " +
-      oneDecimal(seconds) + " s and " + significantDigits(cpuSeconds() - cpuBefore, 2) +
-      " s of CPU");
   const std::string losses = lossSummary(assembly.findings);
+  const double seconds = std::chrono::duration<double>(Clock::now() - started).count();
+  say(timeText(assembly.snapshot.timestamp) + ": " + outcome(assembly.snapshot) +
+      (losses.empty() ? "" : ", " + losses) + "; took " + oneDecimal(seconds) + " s and " +
+      significantDigits(cpuSeconds() - cpuBefore, 2) + " s of CPU");
   return areWhole(captures) && losses.empty();
 }
 

@@ -47,7 +47,7 @@ FLOORS = {
     "whole library": LIBRARY,
     "companion": LIBRARY,
     "tests": LIBRARY | {"whole library", "companion"},
-    "benchmarks": LIBRARY | {"tests"},
+    "benchmarks": LIBRARY | {"companion", "tests"},
     "fuzz": LIBRARY | {"tests"},
     "examples": LIBRARY | {"whole library"},
 }

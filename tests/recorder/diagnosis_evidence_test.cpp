@@ -33,7 +33,7 @@ RecorderLogPoint ofPhase(std::string phase, RecorderLogPoint point) {
 }
 
 std::string shown(const std::optional<double>& value) {
-  return value ? testing::PrintToString(*value) : "-";
+  return value ? encode(*value) : "-";
 }
 
 /// The steps as lines of text, such as "memory no: tensor_active 0.2 < 0.3 yes, ...".
@@ -45,7 +45,7 @@ std::vector<std::string> stepLines(const DiagnosisEvidence& evidence) {
     for (const DiagnosisComparison& one : step.comparisons) {
       line.append(" ").append(one.quantity).append(" ").append(shown(one.value));
       line.append(" ").append(one.relation.title()).append(" ");
-      line.append(testing::PrintToString(one.threshold)).append(one.holds ? " yes" : " no");
+      line.append(encode(one.threshold)).append(one.holds ? " yes" : " no");
     }
     lines.push_back(line);
   }
