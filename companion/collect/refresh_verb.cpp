@@ -17,6 +17,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -81,6 +83,16 @@ bool refreshOnce(const CollectRequest& request, const RefreshOptions& options,
   return areWhole(captures) && losses.empty();
 }
 
+// What goes wrong this time, on a full disk say, may well go right the next.
+void refreshOrTell(const CollectRequest& request, const RefreshOptions& options,
+                   const std::filesystem::path& file) {
+  try {
+    refreshOnce(request, options, file);
+  } catch (const std::exception& error) {
+    say(error.what());
+  }
+}
+
 void sleepUntil(Clock::time_point next) {
   constexpr auto kStep = std::chrono::milliseconds(100);
   while (!isInterrupted() && Clock::now() < next) {
@@ -93,16 +105,17 @@ ExitStatus refresh(const RefreshOptions& options) {
   const std::filesystem::path file =
       options.file ? std::filesystem::path(*options.file) : SnapshotDiskStore::defaultURL();
   noteInterruptions();
-  bool isAllWell = true;
-  do {
+  if (!options.everySeconds) {
+    return refreshOnce(request, options, file) ? ExitStatus::fine : ExitStatus::findings;
+  }
+  const auto span = std::chrono::duration_cast<Clock::duration>(
+      std::chrono::duration<double>(*options.everySeconds));
+  while (!isInterrupted()) {
     const auto started = Clock::now();
-    isAllWell = refreshOnce(request, options, file);
-    if (!options.everySeconds) break;
-    sleepUntil(started + std::chrono::duration_cast<Clock::duration>(
-                             std::chrono::duration<double>(*options.everySeconds)));
-  } while (!isInterrupted());
-  if (options.everySeconds) return ExitStatus::fine;  // it was told to stop, and did
-  return isAllWell ? ExitStatus::fine : ExitStatus::findings;
+    refreshOrTell(request, options, file);
+    sleepUntil(started + span);
+  }
+  return ExitStatus::fine;  // it was told to stop, and did
 }
 
 }  // namespace
