@@ -11,13 +11,18 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace tavrine {
 
@@ -121,10 +126,20 @@ std::string visibleLines(std::string_view text) {
   return visible;
 }
 
+// In the words in which the program says that it cannot read.
+template <class Work>
+void writing(const std::filesystem::path& path, const Work& work) {
+  try {
+    work();
+  } catch (const std::filesystem::filesystem_error& error) {
+    throw std::runtime_error("cannot write " + path.string() + ": " + error.code().message());
+  }
+}
+
 // Whether anything was lost.
 bool deliver(const Exported& exported, const std::optional<std::filesystem::path>& path) {
   if (path && *path != kStandardOutput) {
-    replaceFile(*path, exported.text);
+    writing(*path, [&] { replaceFile(*path, exported.text); });
   } else {
     writeOutput(outputIsTerminal() ? visibleLines(exported.text) : exported.text);
   }
@@ -133,7 +148,7 @@ bool deliver(const Exported& exported, const std::optional<std::filesystem::path
 }
 
 bool writeFolder(const AppSnapshot& snapshot, const std::filesystem::path& folder) {
-  std::filesystem::create_directory(folder);
+  writing(folder, [&] { std::filesystem::create_directory(folder); });
   bool isAnyLost = false;
   for (const CSVKind& kind : csvKinds()) {
     const std::filesystem::path file = folder / (std::string(kind.name) + ".csv");
@@ -159,7 +174,8 @@ void checkTogether(const ExportOptions& options) {
   if (!isCSV && !options.record.empty()) {
     throw CLI::ValidationError("--record goes with --format csv only");
   }
-  if (isCSV && options.record.empty() && !options.output) {
+  if (isCSV && options.record.empty() &&
+      options.output.value_or(kStandardOutput) == kStandardOutput) {
     throw CLI::ValidationError(
         "csv needs --record KIND, or --output FOLDER for a file of each kind");
   }

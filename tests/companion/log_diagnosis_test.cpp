@@ -13,7 +13,7 @@ namespace {
 using testing::ElementsAre;
 
 // One sample each, so many seconds apart.
-std::string logOf(int points, double apart, const std::string& rest = R"("gpu_util":95)") {
+std::string logOf(int points, int apart, const std::string& rest = R"("gpu_util":95)") {
   std::string text;
   for (int i = 0; i < points; ++i) {
     text += R"({"t":)" + encode(i * apart) + "," + rest + "}\n";
