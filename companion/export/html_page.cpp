@@ -196,7 +196,7 @@ constexpr auto kGPUColumns = std::to_array<PageColumn<GPUStat>>({
                     gpu.powerFraction(),
                     "teal");
      }},
-    {"Temperature",
+    {"Temp",
      "number",
      [](const GPUStat& gpu) {
        const std::string text = upToOneDecimal(gpu.temperatureC) + " \u00B0C";

@@ -13,7 +13,7 @@ inline constexpr std::string_view kPageStyle = R"(
   --red: #c62a2f; --green-wash: #e3f5ea; --amber-wash: #fdf0d8; --red-wash: #fde6e6;
   --plain-wash: #e9eef5;
 }
-@media (prefers-color-scheme: dark) {
+@media screen and (prefers-color-scheme: dark) {
   :root {
     --page: #0d1219; --card: #161d27; --ink: #e4eaf2; --soft: #94a2b6; --line: #29333f;
     --rail: #252f3c; --blue: #6ba4ff; --violet: #b794f6; --teal: #4fd1c5; --green: #56d486; --amber: #f0b445;
@@ -98,7 +98,8 @@ li { display: flex; flex-wrap: wrap; align-items: baseline; gap: 2px 10px; paddi
   border-top: 1px solid var(--line); break-inside: avoid; }
 li:first-child { border-top: 0; }
 li b { font-weight: 600; overflow-wrap: anywhere; }
-li p { flex: 1 1 260px; overflow-wrap: anywhere; }
+li p, li .soft { overflow-wrap: anywhere; }
+li p { flex: 1 1 260px; }
 details { margin-top: 12px; }
 summary { cursor: pointer; color: var(--soft); font-size: 13px; }
 pre { margin: 8px 0 0; padding: 12px 14px; border-radius: 8px; background: var(--page);
@@ -119,11 +120,16 @@ footer { padding-top: 28px; padding-bottom: 40px; font-size: 13px; }
   .spare, .gauge .spare { display: none; }
 }
 @media print {
-  :root { --page: #fff; --card: #fff; --ink: #000; --soft: #444; --line: #bbb; --rail: #ddd; }
+  :root { color-scheme: light; --page: #fff; --card: #fff; --ink: #000; --soft: #444;
+    --line: #bbb; --rail: #ddd; }
   body { font-size: 11pt; }
   header, main, footer { max-width: none; padding: 0; }
   .table { overflow: visible; }
-  th, td { white-space: normal; }
+  th, td { white-space: normal; padding: 5px 8px; }
+  .number, .gauge span { white-space: nowrap; }
+  .gauge .spare { display: none; }
+  .tiles { grid-template-columns: repeat(4, 1fr); }
+  .tiles dd { font-size: 15pt; }
   .badge { border: 1px solid currentColor; }
   details { display: none; }
   h2 { break-after: avoid; }
