@@ -62,9 +62,10 @@ bool isAmong(Words words, std::string_view word) {
 bool isUpper(char c) { return c >= 'A' && c <= 'Z'; }
 bool isLower(char c) { return c >= 'a' && c <= 'z'; }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
-bool isBlank(char c) { return c == ' ' || c == '\t'; }
+// Between the arguments of a process, the system puts NUL.
+bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\0'; }
 bool isLineEnd(char c) { return c == '\n' || c == '\r'; }
-bool isSpace(char c) { return isBlank(c) || isLineEnd(c) || c == '\v' || c == '\f' || c == '\0'; }
+bool isSpace(char c) { return isBlank(c) || isLineEnd(c) || c == '\v' || c == '\f'; }
 bool isQuote(char c) { return c == '"' || c == '\''; }
 
 // Letters of other alphabets belong to their word, so that no part of it is taken for one.

@@ -7,8 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <iterator>
 #include <map>
 #include <ostream>
+#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -78,6 +80,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"headerOfItsOwn", "X-Auth-Token: abc", "X-Auth-Token: [redacted]"},
         {"several", "--token a --password b", "--token [redacted] --password [redacted]"},
         {"severalLines", "a\r\ntoken=b\r\nc", "a\r\ntoken=[redacted]\r\nc"},
+        {"argumentsWithNULBetween", "a\0--token\0b\0c"sv, "a\0--token\0[redacted]\0c"sv},
         {"nulEndsAValue", "--token=a\0b"sv, "--token=[redacted]\0b"sv},
         {"bytesThatAreNoText", "token=\xFF\xFE b", "token=[redacted] b"},
     }),
@@ -131,6 +134,28 @@ constexpr const char* kLeft[] = {
 
 TEST(RedactionLeaves, whatIsNoSecret) {
   for (const std::string_view text : kLeft) EXPECT_EQ(redacted(text), text);
+}
+
+TEST(RedactedTwice, isRedactedOnce) {
+  constexpr std::string_view kPieces[] = {"--token", "password", "api_key", "Authorization",
+                                          "bearer",  "https",    "://",     "a",
+                                          "@",       ":",        "=",       " ",
+                                          "\n",      "'",        "\"",      "\\",
+                                          "-",       ",",        "}",       "no",
+                                          "/",       "\xFF",     "[",       "]",
+                                          "KEY"};
+  std::mt19937 random(20261115);  // NOLINT: the same texts each time
+  std::size_t changed = 0;
+  for (int i = 0; i < 100'000; ++i) {
+    std::string text;
+    for (auto left = random() % 30; left > 0; --left) {
+      text.append(kPieces[random() % std::size(kPieces)]);
+    }
+    const std::string once = redacted(text);
+    ASSERT_EQ(redacted(once), once) << testing::PrintToString(text);
+    if (once != text) ++changed;
+  }
+  EXPECT_GT(changed, 10'000U);
 }
 
 TEST(RedactionCost, isLinearInHostileText) {
