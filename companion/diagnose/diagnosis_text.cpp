@@ -3,6 +3,7 @@
 #include "companion/views/number_text.h"
 #include "companion/views/quantity_text.h"
 #include "companion/views/record_table.h"
+#include "companion/views/status_ink.h"
 #include "companion/views/visible_text.h"
 
 #include <algorithm>
@@ -16,26 +17,6 @@ namespace tavrine {
 namespace {
 
 constexpr double kPercent = 100;
-
-Ink inkOf(const RuntimeDiagnosis& verdict) {
-  switch (verdict) {
-    case RuntimeDiagnosis::computeBound:
-      return Ink::green;
-    case RuntimeDiagnosis::memoryBound:
-    case RuntimeDiagnosis::communicationBound:
-      return Ink::yellow;
-    case RuntimeDiagnosis::dataloaderStall:
-      return Ink::red;
-    case RuntimeDiagnosis::mixed:
-    case RuntimeDiagnosis::unknown:
-      break;
-  }
-  return Ink::plain;
-}
-
-std::string counted(std::size_t count, std::string_view one, std::string_view many) {
-  return std::to_string(count).append(" ").append(count == 1 ? one : many);
-}
 
 double secondsOf(Timestamp time) { return time.time_since_epoch().count(); }
 

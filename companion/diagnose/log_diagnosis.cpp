@@ -10,17 +10,6 @@ namespace tavrine {
 
 namespace {
 
-std::size_t recentCount(const std::vector<RecorderLogPoint>& points, const RecentSpan& span) {
-  if (points.empty()) return 0;
-  const double newest = points.back().t.time_since_epoch().count();
-  const auto first =
-      std::partition_point(points.begin(), points.end(), [&](const RecorderLogPoint& point) {
-        return newest - point.t.time_since_epoch().count() > span.seconds;
-      });
-  const auto count = static_cast<std::size_t>(points.end() - first);
-  return std::max(count, std::min(span.atLeast, points.size()));
-}
-
 constexpr auto kWorstFirst = std::to_array<RuntimeDiagnosis::Case>({
     RuntimeDiagnosis::dataloaderStall,
     RuntimeDiagnosis::communicationBound,
@@ -48,6 +37,18 @@ void LogDiagnosis::forgetPoints() {
   recentCount = 0;
 }
 
+std::span<const RecorderLogPoint> recentPoints(std::span<const RecorderLogPoint> points,
+                                               const RecentSpan& span) {
+  if (points.empty()) return points;
+  const double newest = points.back().t.time_since_epoch().count();
+  const auto first =
+      std::partition_point(points.begin(), points.end(), [&](const RecorderLogPoint& point) {
+        return newest - point.t.time_since_epoch().count() > span.seconds;
+      });
+  const auto count = static_cast<std::size_t>(points.end() - first);
+  return points.last(std::max(count, std::min(span.atLeast, points.size())));
+}
+
 LogDiagnosis diagnoseLog(std::string name, std::string_view text, const RecentSpan& span) {
   Findings findings(0);
   LogDiagnosis diagnosis{};
@@ -55,7 +56,7 @@ LogDiagnosis diagnoseLog(std::string name, std::string_view text, const RecentSp
   diagnosis.points = RecorderLineParser::parse(text, &findings);
   diagnosis.pointCount = diagnosis.points.size();
   diagnosis.droppedLines = findings.count(FindingOutcome::lineDropped);
-  diagnosis.recentCount = recentCount(diagnosis.points, span);
+  diagnosis.recentCount = recentPoints(diagnosis.points, span).size();
   const RecorderLogPoint* const latest = RecorderLineParser::latestSnapshot(diagnosis.points);
   if (latest != nullptr) diagnosis.latest = *latest;
   diagnosis.evidence = DiagnosisEvidence::of(diagnosis.latest, diagnosis.recent());

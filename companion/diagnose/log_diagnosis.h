@@ -25,6 +25,10 @@ struct RecentSpan {
   static RecentSpan everything() { return {std::numeric_limits<double>::infinity(), 0}; }
 };
 
+/// Of points by time.
+std::span<const RecorderLogPoint> recentPoints(std::span<const RecorderLogPoint> points,
+                                               const RecentSpan& span);
+
 struct LogDiagnosis {
   std::string name;                        ///< of the log, as the user gave it
   std::vector<RecorderLogPoint> points;    ///< all, by time, unless forgotten

@@ -5,7 +5,9 @@
 #include "companion/export/svg_chart.h"
 #include "companion/views/number_text.h"
 #include "companion/views/quantity_text.h"
+#include "companion/views/snapshot_cells.h"
 #include "companion/views/snapshot_parts.h"
+#include "companion/views/status_ink.h"
 #include "companion/views/text_table.h"
 
 #include <TavrineShared/parsers/text_rules.h>
@@ -41,7 +43,9 @@ std::string_view styleOf(Ink ink) {
     case Ink::plain:
     case Ink::bold:
     case Ink::faint:
-      return "plain";
+    case Ink::cyan:
+    case Ink::reversed:
+      break;
   }
   return "plain";
 }
@@ -200,7 +204,7 @@ constexpr auto kGPUColumns = std::to_array<PageColumn<GPUStat>>({
      "number",
      [](const GPUStat& gpu) {
        const std::string text = upToOneDecimal(gpu.temperatureC) + " \u00B0C";
-       return isHot(gpu) ? element("span", text, "class=\"hot\"") : markup(text);
+       return gpu.temperatureC >= kHotC ? element("span", text, "class=\"hot\"") : markup(text);
      }},
     {"Product", "spare", [](const GPUStat& gpu) { return markup(gpu.name); }},
     {"PCIe link",
@@ -213,7 +217,7 @@ Markup serverArticle(const ServerSummary& server, Timestamp takenAt) {
   head += badge(server.state);
   Markup facts;
   addFact(facts, "Host", server.host);
-  addFact(facts, "Last seen", ago(server.lastSeen, takenAt));
+  addFact(facts, "Last seen", timeMarkup(server.lastSeen, lastSeen(server, takenAt)));
   addFact(facts, "Active runs", std::to_string(server.activeRuns));
   if (server.diskFreeGB) addFact(facts, "Disk free", gibibytes(*server.diskFreeGB));
   Markup content = element("div", head, "class=\"head\"");

@@ -1,7 +1,6 @@
 #include "companion/views/chart.h"
 
 #include "companion/views/display_width.h"
-#include "companion/views/number_text.h"
 
 #include <algorithm>
 #include <array>
@@ -18,6 +17,10 @@ constexpr std::array<std::string_view, kEighths + 1> kRising = {
     " ", "\u2581", "\u2582", "\u2583", "\u2584", "\u2585", "\u2586", "\u2587", "\u2588"};
 constexpr std::array<std::string_view, kEighths + 1> kGrowing = {
     "", "\u258F", "\u258E", "\u258D", "\u258C", "\u258B", "\u258A", "\u2589", "\u2588"};
+
+// For one line, where two heights would say too little.
+constexpr std::array<std::string_view, kEighths + 1> kRisingASCII = {
+    " ", "_", ".", ",", "-", "=", "+", "*", "#"};
 
 // A share of `whole`; of what is more than nothing at least one, if there is one.
 std::size_t partOf(double share, std::size_t whole) {
@@ -49,6 +52,17 @@ std::string bar(double share, std::size_t width, Glyphs glyphs) {
   return text.append(kGrowing[eighths % kEighths]);
 }
 
+std::string sparkline(std::span<const std::optional<double>> values, double lowest, double highest,
+                      Glyphs glyphs) {
+  std::string text;
+  for (const std::optional<double>& value : values) {
+    const double share = value ? (*value - lowest) / (highest - lowest) : 0;
+    const std::size_t height = value ? std::max<std::size_t>(partOf(share, kEighths), 1) : 0;
+    text.append(glyphs == Glyphs::blocks ? kRising[height] : kRisingASCII[height]);
+  }
+  return text;
+}
+
 std::vector<std::optional<double>> meansOverTime(std::span<const TimedValue> values,
                                                  std::size_t columns) {
   std::vector<std::optional<double>> means(columns);
@@ -70,8 +84,8 @@ std::vector<std::optional<double>> meansOverTime(std::span<const TimedValue> val
 }
 
 std::string chart(std::span<const std::optional<double>> columns, const ChartStyle& style) {
-  const std::string top = upToOneDecimal(style.highest) + std::string(style.unit);
-  const std::string bottom = upToOneDecimal(style.lowest) + std::string(style.unit);
+  const std::string top = style.label(style.highest) + std::string(style.unit);
+  const std::string bottom = style.label(style.lowest) + std::string(style.unit);
   const std::size_t axis = std::max(displayWidth(top), displayWidth(bottom));
   std::string text;
   for (std::size_t row = 0; row < style.rows; ++row) {

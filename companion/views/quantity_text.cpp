@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cmath>
-#include <cstddef>
 
 namespace tavrine {
 
@@ -73,6 +72,10 @@ std::string countText(const std::optional<std::int64_t>& value) {
 
 std::string orAbsent(const std::optional<std::string>& value) {
   return value.value_or(std::string(kAbsent));
+}
+
+std::string counted(std::size_t count, std::string_view one, std::string_view many) {
+  return std::to_string(count).append(" ").append(count == 1 ? one : many);
 }
 
 std::string timeText(Timestamp time) {

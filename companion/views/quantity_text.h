@@ -3,6 +3,7 @@
 
 #include <TavrineShared/foundation/timestamp.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -31,6 +32,9 @@ std::string lossText(const std::optional<double>& loss);
 /// A dash for no value.
 std::string countText(const std::optional<std::int64_t>& value);
 std::string orAbsent(const std::optional<std::string>& value);
+
+/// "1 GPU", "2 GPUs".
+std::string counted(std::size_t count, std::string_view one, std::string_view many);
 
 /// "2026-11-15 17:48:25 UTC"; a dash for what no calendar holds.
 std::string timeText(Timestamp time);

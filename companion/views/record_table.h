@@ -14,6 +14,8 @@ template <class R>
 struct RecordColumn {
   TextColumn column;
   Cell (*cell)(const R& record);
+  /// What rows can be ordered by, the largest first; by the text of the cell where there is none.
+  double (*number)(const R& record) = nullptr;
 };
 
 template <class R>

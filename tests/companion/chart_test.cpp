@@ -86,5 +86,17 @@ TEST(Chart, drawsColumnsOverAnAxis) {
             " 0 |\u2581\u2585\u2588 \u2588\u2588\u2588\u2581\n");
 }
 
+TEST(Sparkline, isACharacterPerValue) {
+  const std::vector<std::optional<double>> values = {0, 50, std::nullopt, 100, 200, -5};
+  EXPECT_EQ(sparkline(values, 0, 100, Glyphs::blocks), "\u2581\u2584 \u2588\u2588\u2581");
+  EXPECT_EQ(sparkline(values, 0, 100, Glyphs::ascii), "_- ##_");
+  EXPECT_EQ(sparkline({}, 0, 100, Glyphs::ascii), "");
+}
+
+TEST(Sparkline, isFlatWhereThereIsNoHeight) {
+  const std::vector<std::optional<double>> values = {7, 7};
+  EXPECT_EQ(sparkline(values, 7, 7, Glyphs::ascii), "__");
+}
+
 }  // namespace
 }  // namespace tavrine
