@@ -1,37 +1,22 @@
 #include "companion/snapshot/snapshot_output.h"
 #include "companion/snapshot/snapshot_verbs.h"
+#include "companion/snapshot/tick_option.h"
 
 #include <TavrineShared/demo/sample_data.h>
-#include <TavrineShared/parsers/text_rules.h>
 
 #include <CLI/CLI.hpp>
 
 #include <cstdint>
 #include <memory>
-#include <optional>
-#include <string>
 
 namespace tavrine {
 
 namespace {
 
 struct DemoOptions {
-  std::int64_t tick = 60;  // in the middle of things, and not one of the ticks with a stall
+  std::int64_t tick = kUsualTick;
   SnapshotOptions output;
 };
-
-// Only of those that the library takes: all others would end the process.
-std::optional<std::int64_t> tickNamed(const std::string& text) {
-  const std::optional<std::int64_t> tick = readInteger(text);
-  const bool isTick =
-      tick && *tick >= SampleData::kSmallestTick && *tick <= SampleData::kLargestTick;
-  return isTick ? tick : std::nullopt;
-}
-
-std::string knownTicks() {
-  return std::to_string(SampleData::kSmallestTick) + " to " +
-         std::to_string(SampleData::kLargestTick);
-}
 
 }  // namespace
 
@@ -42,18 +27,11 @@ void addDemoVerb(CLI::App& program, Action& chosen) {
       "Shows a made-up lab, without any server.",
       {"tavrine demo", "tavrine demo --tick 63", "tavrine demo --json | tavrine check -"});
   const auto options = std::make_shared<DemoOptions>();
-  app.add_option_function<std::string>(
-         "--tick",
-         [options](const std::string& tick) { options->tick = *tickNamed(tick); },
-         "the moment to show, a whole number (60): the lab\n"
-         "moves from one to the next, and at multiples of\n"
-         "21 its training stalls")
-      ->check([](const std::string& tick) {
-        return tickNamed(tick) ? ""
-                               : "must be a whole number from " + knownTicks() + ", not " + tick;
-      })
-      ->type_name("N")
-      ->option_text("=N");
+  addTickOption(app,
+                options->tick,
+                "the moment to show, a whole number (60): the lab\n"
+                "moves from one to the next, and at multiples of\n"
+                "21 its training stalls");
   addSnapshotOptions(app, options->output, "the lab as JSON");
   app.callback([&chosen, options] {
     chosen = [options] {
