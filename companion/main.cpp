@@ -10,6 +10,7 @@
 #include "companion/parse/query_verb.h"
 #include "companion/shell/usage.h"
 #include "companion/snapshot/snapshot_verbs.h"
+#include "companion/watch/watch_verb.h"
 
 #include <CLI/CLI.hpp>
 
@@ -36,6 +37,7 @@ ExitStatus run(int argc, char** argv) {
   addQueryVerb(program, chosen);
   addShowVerb(program, chosen);
   addExportVerb(program, chosen);
+  addWatchVerb(program, chosen);
   addDemoVerb(program, chosen);
   addCheckVerb(program, chosen);
   addSchemaVerb(program, chosen);

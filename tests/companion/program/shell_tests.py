@@ -15,8 +15,8 @@ from testing import (H100, KINDS, LAB, PROGRAM, ProgramTest, ROW, ROW_JSON, envi
                      run_on_terminal)
 
 BOLD = b"\x1b[1m"
-VERBS = ["parse", "query", "show", "export", "demo", "check", "schema", "diagnose", "classify",
-         "collect", "assemble", "refresh"]
+VERBS = ["parse", "query", "show", "export", "watch", "demo", "check", "schema", "diagnose",
+         "classify", "collect", "assemble", "refresh"]
 KNOWN_VERBS = f"(known: {', '.join(VERBS)})"
 KNOWN_KINDS = f"(known: {', '.join(KINDS)})"
 

@@ -1,0 +1,80 @@
+#include "companion/watch/watch_verb.h"
+
+#include "companion/shell/input.h"
+#include "companion/snapshot/tick_option.h"
+#include "companion/watch/demo_source.h"
+#include "companion/watch/file_source.h"
+#include "companion/watch/key.h"
+#include "companion/watch/watch_loop.h"
+
+#include <TavrineShared/store/snapshot_disk_store.h>
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace tavrine {
+
+namespace {
+
+struct WatchOptions {
+  std::optional<std::string> file;
+  bool demo = false;
+  std::int64_t tick = kUsualTick;
+  ColorChoice color = ColorChoice::automatic;
+};
+
+SnapshotSource sourceFor(const WatchOptions& options) {
+  if (options.demo) return demoSource(options.tick);
+  if (options.file == kStandardInput) {
+    throw std::runtime_error("watch cannot read standard input, where the keys come from");
+  }
+  return fileSource(options.file ? std::filesystem::path(*options.file)
+                                 : SnapshotDiskStore::defaultURL());
+}
+
+std::string keysHelp() {
+  constexpr std::size_t kKeysWidth = 22;
+  std::string text = "\n\nKeys:";
+  for (const KeyHelp& help : keyHelp()) {
+    std::string line = "\n  " + std::string(help.keys);
+    line.resize(std::max(line.size() + 1, kKeysWidth), ' ');
+    text.append(line).append(help.effect);
+  }
+  return text;
+}
+
+}  // namespace
+
+void addWatchVerb(CLI::App& program, Action& chosen) {
+  CLI::App& app = addCommand(program,
+                             "watch",
+                             "Shows a snapshot of the lab on a live screen.",
+                             {"tavrine watch", "tavrine watch --demo"});
+  app.footer(app.get_footer() + keysHelp() +
+             "\n\nExit status: 0 it was quit, 2 there is no terminal for it.");
+  const auto options = std::make_shared<WatchOptions>();
+  CLI::Option* const file = app.add_option("FILE",
+                                           options->file,
+                                           "the snapshot, shown anew whenever it changes;\n"
+                                           "~/.tavrine/latest.json if left out")
+                                ->type_name("");
+  CLI::Option* const demo =
+      app.add_flag("--demo", options->demo, "a made-up lab that moves once a second")
+          ->excludes(file);
+  addTickOption(app, options->tick, "the moment of the made-up lab to begin with (60)")
+      ->needs(demo);
+  addColorOption(app, options->color);
+  app.callback([&chosen, options] {
+    chosen = [options] { return watchSource(sourceFor(*options), paint(options->color)); };
+  });
+}
+
+}  // namespace tavrine
