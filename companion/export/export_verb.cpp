@@ -203,7 +203,9 @@ void addExportVerb(CLI::App& program, Action& chosen) {
   app.add_option("--format", options->format, "what to make of it")
       ->required()
       ->check([](const std::string& name) {
-        return findFormat(name) ? "" : "must be one of " + namesOf(kFormats) + ", not " + name;
+        return findFormat(name) != nullptr
+                   ? ""
+                   : "must be one of " + namesOf(kFormats) + ", not " + name;
       })
       ->type_name("FORMAT")
       ->option_text("=prometheus|openmetrics|csv|html");
@@ -216,7 +218,9 @@ void addExportVerb(CLI::App& program, Action& chosen) {
       ->option_text("=PATH");
   app.add_option("--record", options->record, "of which kind of record csv is a table, see below")
       ->check([](const std::string& name) {
-        return findCSVKind(name) ? "" : "must be one of " + namesOf(csvKinds()) + ", not " + name;
+        return findCSVKind(name) != nullptr
+                   ? ""
+                   : "must be one of " + namesOf(csvKinds()) + ", not " + name;
       })
       ->type_name("KIND")
       ->option_text("=KIND");

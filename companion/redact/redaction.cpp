@@ -236,7 +236,8 @@ class Scanner {
     const std::size_t end = findInLine(inside, mark);
     // To a shell, 'a'b is one value.
     const char behind = at(std::min(end + mark.size(), text_.size()));
-    const bool isWhole = isSpace(behind) || std::string_view(",;:)]}").find(behind) != text_.npos;
+    const bool isWhole =
+        isSpace(behind) || std::string_view(",;:)]}").find(behind) != std::string_view::npos;
     if (isWhole) return telling({inside, end});
     return telling({begin, skip(end, [](char c) { return !isSpace(c); })});
   }
@@ -254,7 +255,8 @@ class Scanner {
 
   std::optional<Secret> telling(Secret secret) const {
     std::string_view value = text_.substr(secret.begin, secret.end - secret.begin);
-    while (!value.empty() && std::string_view(",;)]}\"'").find(value.back()) != value.npos) {
+    while (!value.empty() &&
+           std::string_view(",;)]}\"'").find(value.back()) != std::string_view::npos) {
       value.remove_suffix(1);
     }
     constexpr std::size_t kLongestAnswer = 8;
