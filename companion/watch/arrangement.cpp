@@ -1,5 +1,8 @@
 #include "companion/watch/arrangement.h"
 
+#include "companion/views/snapshot_cells.h"
+#include "companion/views/snapshot_tables.h"
+
 #include <TavrineShared/foundation/unicode_text.h>
 
 #include <algorithm>
@@ -31,31 +34,20 @@ class Sieve {
   std::string wanted_;
 };
 
-// --- Servers and runs ---
+// --- What is no table ---
 
-void addServer(std::vector<Item>& items, const ServerSummary& server, std::size_t place,
-               const Sieve& sieve) {
+std::vector<Item> serverItems(const ServerSummary& server, std::size_t place, const Sieve& sieve) {
   const bool keepsServer =
       sieve.keepsAny({server.name, server.host, std::string_view(server.state.title())});
-  std::vector<Item> gpus;
+  std::vector<Item> items = {{ItemKind::title, place}};
   for (std::size_t i = 0; i < server.gpus.size(); ++i) {
-    if (keepsServer || sieve.keeps(server.gpus[i].name)) gpus.push_back({ItemKind::row, place, i});
+    if (keepsServer || sieve.keeps(server.gpus[i].name)) items.push_back({ItemKind::row, place, i});
   }
-  if (!keepsServer && gpus.empty()) return;
-  if (!items.empty()) items.push_back({ItemKind::gap});
-  items.push_back({ItemKind::title, place});
-  items.insert(items.end(), gpus.begin(), gpus.end());
-}
-
-std::vector<Item> serverItems(const AppSnapshot& snapshot, const Sieve& sieve) {
-  std::vector<Item> items;
-  for (std::size_t i = 0; i < snapshot.servers.size(); ++i) {
-    addServer(items, snapshot.servers[i], i, sieve);
-  }
+  if (!keepsServer && items.size() == 1) items.clear();
   return items;
 }
 
-std::vector<Item> runItems(const AppSnapshot& snapshot, const Sieve& sieve) {
+std::vector<Item> runItems(const AppSnapshot& snapshot, ItemKind kind, const Sieve& sieve) {
   std::vector<Item> items;
   for (std::size_t i = 0; i < snapshot.runs.size(); ++i) {
     const TrainingRun& run = snapshot.runs[i];
@@ -66,9 +58,36 @@ std::vector<Item> runItems(const AppSnapshot& snapshot, const Sieve& sieve) {
                         run.health.title(),
                         run.modelName.value_or(""),
                         run.datasetName.value_or("")})) {
-      items.push_back({ItemKind::row, 0, i});
+      items.push_back({kind, 0, i});
     }
   }
+  return items;
+}
+
+std::vector<Item> alertItems(const AppSnapshot& snapshot, const Sieve& sieve) {
+  std::vector<Item> items;
+  for (const AlertRow& row : alertRows(snapshot)) {
+    const TavrineAlert& alert = *row.alert;
+    if (alert.severity == AlertSeverity::info) continue;
+    if (!sieve.keepsAny({alert.title, alert.message, subject(alert)})) continue;
+    items.push_back(
+        {ItemKind::alert, 0, static_cast<std::size_t>(&alert - snapshot.alerts.data())});
+  }
+  return items;
+}
+
+void addBlock(std::vector<Item>& items, const std::vector<Item>& block) {
+  if (!items.empty() && !block.empty()) items.push_back({ItemKind::gap});
+  items.insert(items.end(), block.begin(), block.end());
+}
+
+std::vector<Item> overviewItems(const AppSnapshot& snapshot, const Sieve& sieve) {
+  std::vector<Item> items;
+  for (std::size_t i = 0; i < snapshot.servers.size(); ++i) {
+    addBlock(items, serverItems(snapshot.servers[i], i, sieve));
+  }
+  addBlock(items, runItems(snapshot, ItemKind::run, sieve));
+  addBlock(items, alertItems(snapshot, sieve));
   return items;
 }
 
@@ -138,8 +157,8 @@ std::vector<Item> arrangedItems(View view, const AppSnapshot& snapshot,
                                 std::span<const ScreenTable> tables, std::string_view filter,
                                 const Sorting& sorting) {
   const Sieve sieve(filter);
-  if (view == View::overview) return serverItems(snapshot, sieve);
-  if (view == View::runs) return runItems(snapshot, sieve);
+  if (view == View::overview) return overviewItems(snapshot, sieve);
+  if (view == View::runs) return runItems(snapshot, ItemKind::row, sieve);
   std::vector<Item> items;
   for (std::size_t place = 0; place < tables.size(); ++place) {
     const ScreenTable& table = tables[place];

@@ -16,10 +16,11 @@
 
 namespace tavrine {
 
-enum class ItemKind : std::uint8_t { row, title, heading, gap };
+enum class ItemKind : std::uint8_t { row, title, heading, gap, run, alert };
 
 /// One thing that scrolls. In the overview `table` is the place of a server and `row` that of its
-/// GPU; a server itself is a title. In the runs, `row` is the place of a run.
+/// GPU, a server itself is a title, and behind them come runs and alerts, by their places in `row`.
+/// In the runs, `row` is the place of a run.
 struct Item {
   ItemKind kind;
   std::size_t table = 0;
@@ -40,7 +41,8 @@ struct Sorting {
 ///
 /// With a filter only what contains it stays, letter case ignored: a row in any of its cells, a run
 /// in its names and statuses, a GPU in its name. A server that contains it keeps all its GPUs, and
-/// one with such a GPU stays, too. Of several tables those without rows go, title and all.
+/// one with such a GPU stays, too. Of several tables those without rows go, title and all. The
+/// overview shows all runs, and those alerts that are more than information, the gravest first.
 std::vector<Item> arrangedItems(View view, const AppSnapshot& snapshot,
                                 std::span<const ScreenTable> tables, std::string_view filter,
                                 const Sorting& sorting);

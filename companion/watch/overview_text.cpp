@@ -4,6 +4,9 @@
 #include "companion/views/number_text.h"
 #include "companion/views/quantity_text.h"
 #include "companion/views/snapshot_cells.h"
+#include "companion/watch/run_card.h"
+#include "companion/watch/run_insight.h"
+#include "companion/watch/run_words.h"
 
 #include <algorithm>
 #include <array>
@@ -189,7 +192,7 @@ OverviewText::OverviewText(const AppSnapshot& snapshot, const History& history, 
       widths_(partWidths(columns)) {}
 
 std::vector<StyledLine> OverviewText::head() const {
-  constexpr std::size_t kNumbers = 58;  // what the words and figures of the line take
+  constexpr std::size_t kNumbers = 50;  // what the words and figures of the line take
   constexpr std::size_t kFewest = 6;
   constexpr std::size_t kMost = 32;
   const std::size_t room = columns_ > kNumbers ? (columns_ - kNumbers) / 3 : 0;
@@ -211,8 +214,10 @@ std::vector<StyledLine> OverviewText::head() const {
   const double share = memory.empty() ? 0 : memory.back().value_or(0);
   add("memory", upToOneDecimal(std::round(share * kPercent)) + "%", Figure::memory, 1);
   add("power", watts(snapshot_.totalPowerDrawW()), Figure::power, std::nullopt);
-  lab.add("   ").add(
-      counted(static_cast<std::size_t>(snapshot_.activeRunCount()), "active run", "active runs"));
+  const std::string runs =
+      "   " +
+      counted(static_cast<std::size_t>(snapshot_.activeRunCount()), "active run", "active runs");
+  if (lab.width() + displayWidth(runs) <= columns_) lab.add(runs);
   return {lab, headings(widths_)};
 }
 
@@ -247,6 +252,40 @@ StyledLine OverviewText::gpu(const ServerSummary& server, const GPUStat& gpu) co
     column += widths_[i];
   }
   return line;
+}
+
+StyledLine OverviewText::run(const TrainingRun& run) const {
+  constexpr std::size_t kName = 22;
+  constexpr std::size_t kStateColumn = 25;
+  constexpr std::size_t kLossColumn = 40;
+  constexpr std::size_t kLossWidth = 23;
+  constexpr std::size_t kToGoWidth = 18;
+  constexpr std::size_t kDiagnosisColumn = kLossColumn + kLossWidth + kToGoWidth;
+  constexpr std::size_t kGaps = 3;  // one within the trend, two behind it
+  const DashboardRunState state = dashboardState(run, snapshot_);
+  StyledLine line;
+  line.add(" ").add(shownText(run.name, kName), Ink::bold);
+  line.padTo(kStateColumn).add(state.label(), inkOf(state));
+  const std::string loss = lossText(run.currentLoss);
+  const std::size_t words = trend("loss", loss, {}, Ink::cyan, glyphs_).width() + kGaps;
+  const auto steps =
+      stepValues(run.metrics, &TrainingMetric::loss, kLossWidth > words ? kLossWidth - words : 0);
+  line.padTo(kLossColumn).add(trend("loss", loss, steps, Ink::cyan, glyphs_));
+  line.padTo(kLossColumn + kLossWidth).add(toGoWords(run));
+  const StyledLine diagnosis = diagnosisWords(run);
+  if (kDiagnosisColumn + diagnosis.width() <= columns_) {
+    line.padTo(kDiagnosisColumn).add(diagnosis);
+  }
+  return line;
+}
+
+StyledLine OverviewText::alert(const TavrineAlert& alert) const {
+  StyledLine line;
+  constexpr std::size_t kTitleColumn = 11;
+  line.add(" ").add(alert.severity.title(), inkOf(alert.severity)).padTo(kTitleColumn);
+  line.add(shownText(alert.title, kWidestCell), Ink::bold).add("  ");
+  return line.add(shownText(subject(alert), kWidestCell))
+      .add("  " + agoText(alert.timestamp, snapshot_.timestamp), Ink::faint);
 }
 
 }  // namespace tavrine

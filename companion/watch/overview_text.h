@@ -1,4 +1,4 @@
-// The overview: the lab, its servers and their GPUs as bars and trends.
+// The overview: the lab, its servers and their GPUs as bars and trends, its runs and alerts.
 #pragma once
 
 #include "companion/views/chart.h"
@@ -22,6 +22,8 @@ class OverviewText {
   std::vector<StyledLine> head() const;
   StyledLine server(const ServerSummary& server) const;
   StyledLine gpu(const ServerSummary& server, const GPUStat& gpu) const;
+  StyledLine run(const TrainingRun& run) const;
+  StyledLine alert(const TavrineAlert& alert) const;
 
  private:
   const AppSnapshot& snapshot_;

@@ -23,9 +23,10 @@ StyledLine diagnosisWords(const TrainingRun& run) {
   StyledLine line;
   if (!diagnosis && !phase) return line.add("no recorder", Ink::faint);
   if (diagnosis) line.add(diagnosis->label(), inkOf(*diagnosis));
-  const bool isToldAlready = diagnosis && phase && diagnosis->payload() == phase->rawValue();
-  if (!phase || isToldAlready) return line;
-  return line.add(diagnosis ? ", in " : "in ").add(phase->rawValue());
+  const bool tellsMore = phase && *phase != RuntimePhase::unknown &&
+                         !(diagnosis && diagnosis->payload() == phase->rawValue());
+  if (tellsMore) line.add(diagnosis ? ", in " : "in ").add(phase->rawValue());
+  return line;
 }
 
 std::string toGoWords(const TrainingRun& run) {

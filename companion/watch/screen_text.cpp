@@ -274,7 +274,7 @@ class ViewText {
     const Item& item = model_.items()[place];
     const AppSnapshot& snapshot = *model_.snapshot();
     if (item.kind == ItemKind::gap) return {StyledLine()};
-    if (model_.view() == View::overview) return {serverOrGPU(item)};
+    if (model_.view() == View::overview) return {overviewLine(item)};
     if (model_.view() == View::runs) {
       return runCard(snapshot.runs[item.row],
                      snapshot,
@@ -286,8 +286,11 @@ class ViewText {
   }
 
  private:
-  StyledLine serverOrGPU(const Item& item) const {
-    const ServerSummary& server = model_.snapshot()->servers[item.table];
+  StyledLine overviewLine(const Item& item) const {
+    const AppSnapshot& snapshot = *model_.snapshot();
+    if (item.kind == ItemKind::run) return overview_.run(snapshot.runs[item.row]);
+    if (item.kind == ItemKind::alert) return overview_.alert(snapshot.alerts[item.row]);
+    const ServerSummary& server = snapshot.servers[item.table];
     return item.kind == ItemKind::title ? overview_.server(server)
                                         : overview_.gpu(server, server.gpus[item.row]);
   }

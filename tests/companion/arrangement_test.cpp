@@ -79,7 +79,7 @@ TEST(ArrangedItems, letterCaseIsIgnoredInAllAlphabets) {
   EXPECT_THAT(shown(snapshot, "PID", "\u03C3\u03B9\u03B3", {}).size(), 1U);
 }
 
-TEST(ArrangedItems, serversAreFollowedByTheirGPUs) {
+TEST(ArrangedItems, serversAreFollowedByTheirGPUsAndByTheRuns) {
   EXPECT_THAT(arranged(View::overview, lab(), ""),
               ElementsAre(Item{ItemKind::title, 0},
                           Item{ItemKind::row, 0, 0},
@@ -89,14 +89,34 @@ TEST(ArrangedItems, serversAreFollowedByTheirGPUs) {
                           Item{ItemKind::gap},
                           Item{ItemKind::title, 1},
                           Item{ItemKind::row, 1, 0},
-                          Item{ItemKind::row, 1, 1}));
+                          Item{ItemKind::row, 1, 1},
+                          Item{ItemKind::gap},
+                          Item{ItemKind::run, 0, 0},
+                          Item{ItemKind::run, 0, 1}));
+}
+
+TEST(ArrangedItems, theOverviewHasAlertsThatAreMoreThanInformation) {
+  AppSnapshot snapshot = lab();
+  snapshot.servers.clear();
+  snapshot.runs.clear();
+  EXPECT_THAT(arranged(View::overview, snapshot, ""), IsEmpty());
+  snapshot.alerts.resize(3, snapshot.alerts.front());
+  snapshot.alerts[1].severity = AlertSeverity::warning;
+  snapshot.alerts[2].severity = AlertSeverity::critical;
+  EXPECT_THAT(arranged(View::overview, snapshot, ""),
+              ElementsAre(Item{ItemKind::alert, 0, 2}, Item{ItemKind::alert, 0, 1}));
+  snapshot.alerts[2].title = "Fire";
+  EXPECT_THAT(arranged(View::overview, snapshot, "fire"), ElementsAre(Item{ItemKind::alert, 0, 2}));
 }
 
 TEST(ArrangedItems, aServerOrAGPUIsFound) {
   AppSnapshot snapshot = lab();
-  EXPECT_THAT(
-      arranged(View::overview, snapshot, "lab-b"),
-      ElementsAre(Item{ItemKind::title, 1}, Item{ItemKind::row, 1, 0}, Item{ItemKind::row, 1, 1}));
+  EXPECT_THAT(arranged(View::overview, snapshot, "lab-b"),
+              ElementsAre(Item{ItemKind::title, 1},
+                          Item{ItemKind::row, 1, 0},
+                          Item{ItemKind::row, 1, 1},
+                          Item{ItemKind::gap},
+                          Item{ItemKind::run, 0, 1}));
   snapshot.servers[0].gpus[2].name = "Odd one";
   EXPECT_THAT(arranged(View::overview, snapshot, "odd"),
               ElementsAre(Item{ItemKind::title, 0}, Item{ItemKind::row, 0, 2}));

@@ -214,7 +214,7 @@ TEST(ScreenModel, keepsTheLastGoodSnapshot) {
   model.tell({std::nullopt, "damaged"});
   EXPECT_EQ(model.problem(), "damaged");
   ASSERT_NE(model.snapshot(), nullptr);
-  EXPECT_EQ(model.items().size(), 9U);
+  EXPECT_EQ(model.items().size(), 12U);
   model.tell({lab(), {}});
   EXPECT_EQ(model.problem(), "");
 }

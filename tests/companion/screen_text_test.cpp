@@ -251,6 +251,17 @@ TEST(ScreenText, theOverviewShowsEveryGPU) {
   EXPECT_THAT(shown(lab(), "1", {24, 20}), HasSubstr("83.7%"));
 }
 
+TEST(ScreenText, theOverviewShowsRunsAndAlerts) {
+  AppSnapshot snapshot = lab();
+  snapshot.alerts[0].severity = AlertSeverity::critical;
+  const std::string text = shown(snapshot, "1");
+  EXPECT_THAT(text, HasSubstr("\n llama-7b-sft-run-042    RUN ALIVE      loss 1.348 "));
+  EXPECT_THAT(text, HasSubstr(" 3 h 31 min to go\n"));
+  EXPECT_THAT(
+      text,
+      HasSubstr("\n Critical  Checkpoint saved  llama-7b-sft-run-042 on gpu-lab-a  7 min ago\n"));
+}
+
 TEST(ScreenText, trendsGrowWithTheSnapshots) {
   ScreenModel model(kSource, {24, 80});
   for (int i = 0; i < 3; ++i) {

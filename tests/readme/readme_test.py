@@ -5,6 +5,7 @@ the program prints, and every folder and file it names exists.
     readme_test.py PROGRAM
 """
 
+import json
 import os
 import pathlib
 import re
@@ -49,6 +50,22 @@ class Readme(unittest.TestCase):
         self.assertGreater(len("".join(parts)), 100)
         for part in parts:
             self.assertIn(part, printed)
+
+    def test_live_screen_shows_the_demo_lab(self):
+        [shown] = re.findall(r"^     tavrine  2 servers.*\n((?:(?:    .*)?\n)+?)(?=\S)", README, re.MULTILINE)
+        rows = re.findall(r"^ +(\d) .* ([\d.]+)% .* ([\d.]+) / [\d.]+ GiB +([\d.]+) W .* ([\d.]+) C$", shown,
+                          re.MULTILINE)
+        self.assertEqual(len(rows), 6)
+        first = int(re.search(r"watch --demo --tick (\d+)", README)[1])
+        labs = [self.demo_rows(tick) for tick in range(first, first + 20)]
+        self.assertIn([tuple(map(float, row)) for row in rows], labs)
+
+    def demo_rows(self, tick):
+        lab = json.loads(subprocess.run([PROGRAM, "demo", "--json", f"--tick={tick}"],
+                                        capture_output=True, check=True).stdout)
+        return [(gpu["index"], round(gpu["utilizationPercent"], 1),
+                 round(gpu["memoryUsedMB"] / 1024, 1), round(gpu["powerDrawW"], 1),
+                 round(gpu["temperatureC"], 1)) for server in lab["servers"] for gpu in server["gpus"]]
 
     def test_named_places_exist(self):
         named = re.findall(r"`((?:TavrineShared|companion|tests|benchmarks|fuzz|examples|cmake|tools)[/\w.]*)`", README)
