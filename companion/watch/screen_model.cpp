@@ -65,6 +65,7 @@ ScreenModel::ScreenModel(const SnapshotSource& source, ScreenSize size)
 
 void ScreenModel::tell(SourceNews news) {
   problem_ = std::move(news.problem);
+  showsLastGood_ = snapshot_ && !news.snapshot;
   if (!news.snapshot) return;
   history_.add(*news.snapshot);
   tables_.clear();

@@ -59,6 +59,8 @@ class ScreenModel {
   const std::string& sourceName() const { return sourceName_; }
   double staleAfterSeconds() const { return staleAfterSeconds_; }
   const std::string& problem() const { return problem_; }
+  /// Whether what is shown is older than what the source last spoke of.
+  bool showsLastGood() const { return showsLastGood_; }
   const std::string& filter() const { return filter_; }
   ScreenSize size() const { return size_; }
   View view() const { return view_; }
@@ -118,6 +120,7 @@ class ScreenModel {
   std::shared_ptr<const AppSnapshot> snapshot_;  // the tables point into it
   History history_;
   std::string problem_;
+  bool showsLastGood_ = false;
   std::vector<ScreenTable> tables_;
   std::vector<Item> items_;
 

@@ -145,7 +145,8 @@ StyledLine footerText(const ScreenModel& model) {
   // While there is no snapshot at all, the page says why.
   const bool hasProblem = model.snapshot() != nullptr && !model.problem().empty();
   if (!hasProblem) return keysText(model);
-  return line.add(" " + shownText(model.problem(), kWidestWords), Ink::yellow);
+  line.add(model.showsLastGood() ? " This is the last good one: " : " ", Ink::bold);
+  return line.add(shownText(model.problem(), kWidestWords), Ink::yellow);
 }
 
 StyledLine footerState(const ScreenModel& model) {

@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <array>
 #include <clocale>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
@@ -100,7 +101,7 @@ std::optional<Key> keyOf(const std::array<std::pair<Code, Key>, N>& keys, Code c
 std::string capability(const char* name) {
   const char* const text = ::tigetstr(name);
   // What is missing is null, what is no text -1.
-  const bool isThere = text != nullptr && text != reinterpret_cast<const char*>(-1);
+  const bool isThere = text != nullptr && reinterpret_cast<std::intptr_t>(text) != -1;
   return isThere ? std::string(text) : std::string();
 }
 
@@ -114,6 +115,11 @@ std::string leaveSequence() {
 std::string terminalType() {
   const char* const type = std::getenv("TERM");
   return type == nullptr ? "" : type;
+}
+
+ScreenSize currentSize() {
+  return {static_cast<std::size_t>(std::max(::getmaxy(stdscr), 0)),
+          static_cast<std::size_t>(std::max(::getmaxx(stdscr), 0))};
 }
 
 [[noreturn]] void throwUnfit(const std::string& why) {
@@ -140,6 +146,9 @@ void drawLine(int row, const StyledLine& line, Paint paint) {
 Terminal::Terminal(Paint paint) : paint_(paint) {
   const std::string type = terminalType();
   if (type.empty()) throwUnfit("TERM does not say what terminal this is");
+  // The terminal knows its size best; LINES and COLUMNS may be those of another one.
+  ::use_env(FALSE);
+  ::use_tioctl(TRUE);
   screen_ = ::newterm(nullptr, stdout, stdin);
   if (screen_ == nullptr) throwUnfit("the terminal '" + type + "' is unknown here");
   if (capability("cup").empty() || capability("clear").empty()) {
@@ -162,16 +171,12 @@ Terminal::Terminal(Paint paint) : paint_(paint) {
   ::nodelay(stdscr, TRUE);
   ::leaveok(stdscr, TRUE);
   ::curs_set(0);
+  size_ = currentSize();
 }
 
 Terminal::~Terminal() {
   ::endwin();
   ::delscreen(screen_);
-}
-
-ScreenSize Terminal::size() const {
-  return {static_cast<std::size_t>(std::max(::getmaxy(stdscr), 0)),
-          static_cast<std::size_t>(std::max(::getmaxx(stdscr), 0))};
 }
 
 void Terminal::adaptToSize() {
@@ -181,11 +186,12 @@ void Terminal::adaptToSize() {
   }
   ::resizeterm(size.ws_row, size.ws_col);
   ::clearok(stdscr, TRUE);
+  size_ = currentSize();
 }
 
 void Terminal::draw(std::span<const StyledLine> lines) {
   ::erase();
-  const std::size_t rows = std::min(lines.size(), size().rows);
+  const std::size_t rows = std::min(lines.size(), size_.rows);
   for (std::size_t row = 0; row < rows; ++row) {
     drawLine(static_cast<int>(row), lines[row], paint_);
   }

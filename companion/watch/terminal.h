@@ -25,7 +25,7 @@ class Terminal {
   Terminal(const Terminal&) = delete;
   Terminal& operator=(const Terminal&) = delete;
 
-  ScreenSize size() const;
+  ScreenSize size() const { return size_; }
   /// Finds out how large the screen has become, and forgets what it showed.
   void adaptToSize();
   /// Writes what differs from what is shown. Lines beyond the screen are left out.
@@ -38,6 +38,7 @@ class Terminal {
  private:
   Paint paint_;
   bool hasMoreKeys_ = false;
+  ScreenSize size_{};
   TerminalRescue rescue_;  // before anything is changed
   screen* screen_;
 };

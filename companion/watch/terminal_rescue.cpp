@@ -22,12 +22,14 @@ termios terminalBefore;
 volatile std::sig_atomic_t isArmed = 0;
 
 // A crash may be that of a stack that is full.
-std::array<char, 64 * 1024> handlerStack;
+std::array<char, std::size_t{64} * 1024> handlerStack;
 
 void rescue(int signal) {
   if (isArmed != 0) {
     isArmed = 0;
-    static_cast<void>(!::write(STDOUT_FILENO, leaveText.data(), leaveLength));
+    // Nobody is left to be told that it could not be written.
+    const ssize_t written = ::write(STDOUT_FILENO, leaveText.data(), leaveLength);
+    static_cast<void>(written);
     ::tcsetattr(STDIN_FILENO, TCSANOW, &terminalBefore);
   }
   // The handler is gone by now, and the signal held back until it returns.

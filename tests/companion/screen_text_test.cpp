@@ -316,7 +316,15 @@ TEST(ScreenText, tellsWhereOneIs) {
 TEST(ScreenText, tellsWhatIsWrongBesidesTheLastGoodOne) {
   ScreenModel model = modelOf(lab());
   model.tell({std::nullopt, "no snapshot: not JSON"});
-  EXPECT_THAT(shown(model), AllOf(HasSubstr("gpu-lab-a"), HasSubstr(" no snapshot: not JSON\n")));
+  EXPECT_THAT(shown(model),
+              AllOf(HasSubstr("gpu-lab-a"),
+                    HasSubstr("\n This is the last good one: no snapshot: not JSON\n")));
+}
+
+TEST(ScreenText, tellsWhatWasLostInTheNewest) {
+  ScreenModel model = modelOf(lab());
+  model.tell({lab(61), "2 losses in it"});
+  EXPECT_THAT(shown(model), HasSubstr("\n 2 losses in it\n"));
 }
 
 TEST(ScreenText, tellsThatNothingContainsTheFilter) {

@@ -395,7 +395,7 @@ class OnAScreen(ProgramTest):
         replace(lab_document(3))
         self.wait_for("3 servers")
         replace(b"{")
-        self.wait_for("3 servers", "no snapshot: not JSON")
+        self.wait_for("3 servers", "This is the last good one: no snapshot: not JSON")
         replace(lab_document(4, servers=[7]))
         self.wait_for("0 servers", "1 loss in it")
         latest.unlink()
