@@ -1,6 +1,7 @@
 #include "companion/watch/arrangement.h"
 
 #include "companion/views/snapshot_cells.h"
+#include "companion/views/snapshot_parts.h"
 #include "companion/views/snapshot_tables.h"
 
 #include <TavrineShared/foundation/unicode_text.h>
@@ -69,7 +70,7 @@ std::vector<Item> alertItems(const AppSnapshot& snapshot, const Sieve& sieve) {
   for (const AlertRow& row : alertRows(snapshot)) {
     const TavrineAlert& alert = *row.alert;
     if (alert.severity == AlertSeverity::info) continue;
-    if (!sieve.keepsAny({alert.title, alert.message, subject(alert)})) continue;
+    if (!sieve.keepsAny({alert.title, alert.message, subjectOf(alert).value_or("")})) continue;
     items.push_back(
         {ItemKind::alert, 0, static_cast<std::size_t>(&alert - snapshot.alerts.data())});
   }

@@ -4,6 +4,7 @@
 #include "companion/views/number_text.h"
 #include "companion/views/quantity_text.h"
 #include "companion/views/snapshot_cells.h"
+#include "companion/views/snapshot_parts.h"
 #include "companion/watch/run_card.h"
 #include "companion/watch/run_insight.h"
 #include "companion/watch/run_words.h"
@@ -284,7 +285,7 @@ StyledLine OverviewText::alert(const TavrineAlert& alert) const {
   constexpr std::size_t kTitleColumn = 11;
   line.add(" ").add(alert.severity.title(), inkOf(alert.severity)).padTo(kTitleColumn);
   line.add(shownText(alert.title, kWidestCell), Ink::bold).add("  ");
-  return line.add(shownText(subject(alert), kWidestCell))
+  return line.add(shownText(orAbsent(subjectOf(alert)), kWidestCell))
       .add("  " + agoText(alert.timestamp, snapshot_.timestamp), Ink::faint);
 }
 

@@ -96,8 +96,7 @@ void addFigures(DetailPage& page, const TrainingRun& run) {
   if (run.datasetName) add("Dataset", *run.datasetName);
   add("Framework", run.framework);
   add("GPU",
-      withUnit(run.gpuUtilization, "%") + ", " + runMemory(run) + ", " +
-          watts(run.powerDrawW));
+      withUnit(run.gpuUtilization, "%") + ", " + runMemory(run) + ", " + watts(run.powerDrawW));
   std::string achieved = oneDecimal(run.flopsTFLOPs) + " TFLOP/s";
   if (run.dcgmTFLOPsAchieved && run.dcgmTFLOPsPeak) {
     achieved += "; by its counters " + oneDecimal(*run.dcgmTFLOPsAchieved) + " of " +
