@@ -1,9 +1,11 @@
 #include "companion/watch/watch_verb.h"
 
+#include "companion/shell/duration.h"
 #include "companion/shell/input.h"
 #include "companion/snapshot/tick_option.h"
 #include "companion/watch/demo_source.h"
 #include "companion/watch/file_source.h"
+#include "companion/watch/hosts_source.h"
 #include "companion/watch/key.h"
 #include "companion/watch/watch_loop.h"
 
@@ -19,13 +21,18 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace tavrine {
 
 namespace {
 
+constexpr double kUsualSpan = 30;
+
 struct WatchOptions {
   std::optional<std::string> file;
+  std::vector<std::string> hosts;
+  std::optional<double> everySeconds;
   bool demo = false;
   std::int64_t tick = kUsualTick;
   ColorChoice color = ColorChoice::automatic;
@@ -33,6 +40,9 @@ struct WatchOptions {
 
 SnapshotSource sourceFor(const WatchOptions& options) {
   if (options.demo) return demoSource(options.tick);
+  if (!options.hosts.empty() || options.everySeconds) {
+    return hostsSource(options.hosts, options.everySeconds.value_or(kUsualSpan));
+  }
   if (options.file == kStandardInput) {
     throw std::runtime_error("watch cannot read standard input, where the keys come from");
   }
@@ -57,7 +67,9 @@ void addWatchVerb(CLI::App& program, Action& chosen) {
   CLI::App& app = addCommand(program,
                              "watch",
                              "Shows a snapshot of the lab on a live screen.",
-                             {"tavrine watch", "tavrine watch --demo"});
+                             {"tavrine watch",
+                              "tavrine watch --demo",
+                              "tavrine watch --host gpu-01 --host ada@gpu-02 --every 10s"});
   app.footer(app.get_footer() + keysHelp() +
              "\n\nExit status: 0 it was quit, 2 there is no terminal for it.");
   const auto options = std::make_shared<WatchOptions>();
@@ -71,6 +83,27 @@ void addWatchVerb(CLI::App& program, Action& chosen) {
           ->excludes(file);
   addTickOption(app, options->tick, "the moment of the made-up lab to begin with (60)")
       ->needs(demo);
+  app.add_option("--host",
+                 options->hosts,
+                 "ask this host, as 'tavrine refresh' does; may be\n"
+                 "repeated")
+      ->allow_extra_args(false)
+      ->excludes(file)
+      ->excludes(demo)
+      ->type_name("HOST")
+      ->option_text("=HOST");
+  app.add_option_function<std::string>(
+         "--every",
+         [options](const std::string& span) { options->everySeconds = *secondsNamed(span); },
+         "how often (30s); without --host the hosts of the\n"
+         "configuration file, or this machine")
+      ->check([](const std::string& span) {
+        return secondsNamed(span) ? "" : "must be such as 30s or 5m, not " + span;
+      })
+      ->excludes(file)
+      ->excludes(demo)
+      ->type_name("SPAN")
+      ->option_text("=SPAN");
   addColorOption(app, options->color);
   app.callback([&chosen, options] {
     chosen = [options] { return watchSource(sourceFor(*options), paint(options->color)); };
