@@ -4,6 +4,7 @@ import errno
 import fcntl
 import json
 import os
+import pathlib
 import pty
 import re
 import select
@@ -19,6 +20,8 @@ from testing import LAB, PROGRAM, ProgramTest, environment, no_core_dump, run, r
 
 LONG_ENOUGH = 20  # seconds until something that should happen at once counts as never
 ENTER_SCREEN, LEAVE_SCREEN = b"\x1b[?1049h", b"\x1b[?1049l"
+KNOWN_LEAKS = pathlib.Path(__file__).resolve().parents[2] / "support/known_leaks.txt"
+SANITIZED = {"LSAN_OPTIONS": f"print_suppressions=0:suppressions={KNOWN_LEAKS}"}
 SHOW_CURSOR = b"\x1b[?12l\x1b[?25h"
 
 
@@ -46,7 +49,7 @@ class Watch:
         self.process = subprocess.Popen(
             [PROGRAM, "watch", *map(str, arguments)], stdin=self.theirs, stdout=self.theirs,
             stderr=subprocess.PIPE, preexec_fn=become_the_session_of_the_terminal,
-            env=environment(LC_ALL="C.UTF-8", **env))
+            env=environment(LC_ALL="C.UTF-8", **SANITIZED, **env))
 
     def resize(self, rows, columns, tell=True):
         fcntl.ioctl(self.ours, termios.TIOCSWINSZ, struct.pack("HHHH", rows, columns, 0, 0))
