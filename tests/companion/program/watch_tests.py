@@ -161,6 +161,46 @@ class Ends(WatchTest):
         self.assertEqual(watch.process.wait(LONG_ENOUGH), -signal.SIGHUP)
 
 
+class Hosts(WatchTest):
+    """Hosts that are asked beside the screen, by a child that must not outlive it."""
+
+    def asked(self):
+        config = self.folder / "config"
+        config.mkdir()
+        watch = self.watch("--every=1s", "--host=.", XDG_CONFIG_HOME=str(config),
+                           TMPDIR=str(self.folder))
+        watch.wait_for(b"1 server")
+        [child] = pathlib.Path(f"/proc/{watch.process.pid}/task/{watch.process.pid}/children"
+                               ).read_text().split()
+        self.assertEqual(len(list(self.folder.glob("tavrine-watch-*"))), 1)
+        return watch, pathlib.Path("/proc") / child
+
+    def wait_until_gone(self, process):
+        end = time.monotonic() + LONG_ENOUGH
+        while process.exists() and "Z" not in (process / "stat").read_text().rpartition(")")[2]:
+            self.assertLess(time.monotonic(), end, "the child outlives the screen")
+            time.sleep(0.05)
+
+    def test_end_with_the_screen(self):
+        watch, child = self.asked()
+        watch.type(b"q")
+        self.assertEqual(watch.ended(), (0, b""))
+        self.assertFalse(child.exists())
+        self.assertEqual(list(self.folder.glob("tavrine-watch-*")), [])
+
+    def test_end_with_a_screen_that_is_killed(self):
+        watch, child = self.asked()
+        watch.process.kill()
+        self.wait_until_gone(child)
+
+    def test_a_child_that_ends_is_told(self):
+        watch, child = self.asked()
+        os.kill(int(child.name), signal.SIGKILL)
+        watch.wait_for(b"has ended")
+        watch.type(b"q")
+        self.assertEqual(watch.ended(), (0, b""))
+
+
 class Refuses(WatchTest):
     NO_TERMINAL = (b"tavrine: watch needs a terminal, as standard input and as standard output;"
                    b" 'tavrine show' prints to anything\n")
