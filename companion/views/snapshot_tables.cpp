@@ -1,5 +1,6 @@
 #include "companion/views/snapshot_tables.h"
 
+#include "companion/views/number_text.h"
 #include "companion/views/quantity_text.h"
 #include "companion/views/snapshot_cells.h"
 #include "companion/views/snapshot_parts.h"
@@ -10,7 +11,7 @@
 #include <array>
 #include <string>
 #include <string_view>
-#include <tuple>
+#include <unordered_map>
 
 namespace tavrine {
 
@@ -42,6 +43,16 @@ std::vector<Row> rowsOf(const std::vector<R>& records, Timestamp takenAt) {
   return rows;
 }
 
+// Of the last minute.
+std::string loadNow(const SystemSensors* sensors) {
+  if (sensors == nullptr || sensors->loadAverage.empty()) return std::string(kAbsent);
+  return upToOneDecimal(sensors->loadAverage.front());
+}
+
+std::string peakTemperature(const SystemSensors* sensors) {
+  return withUnit(sensors == nullptr ? std::nullopt : sensors->peakCPUTempC(), " C");
+}
+
 constexpr auto kServerColumns = std::to_array<RecordColumn<ServerRow>>({
     {{"Server"}, [](const ServerRow& row) -> Cell { return row.server->name; }},
     {{"State"}, [](const ServerRow& row) -> Cell { return titleCell(row.server->state); }},
@@ -59,6 +70,10 @@ constexpr auto kServerColumns = std::to_array<RecordColumn<ServerRow>>({
      [](const ServerRow& row) -> Cell {
        return row.server->diskFreeGB ? gibibytes(*row.server->diskFreeGB) : std::string(kAbsent);
      }},
+    {{"Load", Alignment::right, Need::ifItFits},
+     [](const ServerRow& row) -> Cell { return loadNow(row.sensors); }},
+    {{"CPU", Alignment::right, Need::ifItFits},
+     [](const ServerRow& row) -> Cell { return peakTemperature(row.sensors); }},
     {{"Last seen"},
      [](const ServerRow& row) -> Cell { return lastSeen(*row.server, row.takenAt); }},
     {{"Host", Alignment::left, Need::ifItFits},
@@ -179,7 +194,15 @@ constexpr auto kUserColumns = std::to_array<RecordColumn<UserRow>>({
 }  // namespace
 
 std::vector<ServerRow> serverRows(const AppSnapshot& snapshot) {
-  return rowsOf<ServerRow>(snapshot.servers, snapshot.timestamp);
+  std::unordered_map<std::string_view, const SystemSensors*> sensors;
+  for (const SystemSensors& each : snapshot.sensors) sensors.try_emplace(each.serverName, &each);
+  std::vector<ServerRow> rows;
+  rows.reserve(snapshot.servers.size());
+  for (const ServerSummary& server : snapshot.servers) {
+    const auto found = sensors.find(server.name);
+    rows.push_back({&server, found == sensors.end() ? nullptr : found->second, snapshot.timestamp});
+  }
+  return rows;
 }
 
 std::vector<GPURow> gpuRows(const AppSnapshot& snapshot) {

@@ -16,6 +16,7 @@ namespace tavrine {
 
 struct ServerRow {
   const ServerSummary* server;
+  const SystemSensors* sensors;  ///< null when there are none of this server
   Timestamp takenAt;
 };
 
