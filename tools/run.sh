@@ -5,7 +5,7 @@
 #   tools/run.sh build/release/companion/tavrine
 set -eu
 
-tavrine=$1
+tavrine=$(realpath "$1")
 examples=$(dirname "$0")/../examples/lab
 
 heading() { printf '\n==== %s\n\n' "$1"; }

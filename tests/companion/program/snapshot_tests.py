@@ -291,7 +291,7 @@ class RunScript(ProgramTest):
         fake = self.file("nvidia-smi", b"#!/bin/sh\n" + nvidia_smi)
         fake.chmod(0o755)
         script = golden_cases.ROOT.parents[1] / "tools/run.sh"
-        return subprocess.run([script, PROGRAM], capture_output=True, timeout=60,
+        return subprocess.run([script, os.path.relpath(PROGRAM)], capture_output=True, timeout=60,
                               env=environment(PATH=f"{self.folder}:{os.environ['PATH']}"))
 
     def test_without_a_gpu_it_shows_the_demo_lab_too(self):
