@@ -56,4 +56,18 @@ const CapturedRun* Capture::run(std::string_view name) const {
   return found == info.runs.end() ? nullptr : &*found;
 }
 
+std::string asFileName(std::string_view name, std::size_t mostBytes) {
+  std::string safe;
+  for (const char c : name) {
+    const bool isHarmless = c != '/' && static_cast<unsigned char>(c) >= 0x20 && c != 0x7F;
+    safe += isHarmless ? c : '_';
+  }
+  if (safe.empty() || safe.front() == '.' || safe.front() == '-') safe.insert(0, "_");
+  if (safe.size() <= mostBytes) return safe;
+  const auto continuesCharacter = [](char c) { return (static_cast<unsigned char>(c) >> 6U) == 2; };
+  std::size_t end = mostBytes;
+  while (end > 1 && continuesCharacter(safe[end])) --end;
+  return safe.substr(0, end);
+}
+
 }  // namespace tavrine

@@ -11,6 +11,7 @@
 #include <TavrineShared/model/record.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -87,5 +88,10 @@ struct Capture {
   const CommandResult* result(std::string_view command) const;
   const CapturedRun* run(std::string_view name) const;
 };
+
+/// `name` as one part of a path, whatever it is made of: "_" stands for what would make it several,
+/// and in front of what would make it hidden, an option or nothing. At most `mostBytes` long, no
+/// character cut. What it gives, it gives again for itself.
+std::string asFileName(std::string_view name, std::size_t mostBytes = 200);
 
 }  // namespace tavrine

@@ -5,7 +5,10 @@
 #include <TavrineShared/model/json_conventions.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <cmath>
+#include <cstdlib>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -41,22 +44,30 @@ class FolderReader {
   Capture read() {
     readFiles("");
     readFiles(std::string(kAgentFolder));
-    for (const std::string& run : namesIn(std::string(kRunsFolder))) {
-      readFiles(std::string(kRunsFolder) + "/" + run);
+    for (const std::string& name : namesIn(std::string(kRunsFolder))) {
+      const std::string run = std::string(kRunsFolder) + "/" + name;
+      if (typeOf(run) == fs::file_type::directory) {
+        readFiles(run);
+      } else {
+        tell(findings_, run, "no folder; links are not followed");
+      }
     }
     readInfo();
     return std::move(capture_);
   }
 
  private:
+  fs::file_type typeOf(const std::string& path) const {
+    std::error_code unknown;
+    return fs::symlink_status(folder_ / path, unknown).type();
+  }
+
   // In the order of their bytes, so that the same folder always reads the same.
   std::vector<std::string> namesIn(const std::string& part) {
     std::vector<std::string> names;
+    if (!part.empty() && typeOf(part) != fs::file_type::directory) return names;
     std::error_code error;
     const fs::path path = folder_ / part;
-    if (!part.empty() && fs::symlink_status(path, error).type() != fs::file_type::directory) {
-      return names;
-    }
     fs::directory_iterator entries(path, error);
     if (error && part.empty()) throw fs::filesystem_error("cannot read", path, error);
     if (error) tell(findings_, part, error.message());
@@ -70,10 +81,9 @@ class FolderReader {
   void readFiles(const std::string& part) {
     for (const std::string& name : namesIn(part)) {
       const std::string path = part.empty() ? name : part + "/" + name;
-      std::error_code error;
-      const fs::file_status status = fs::symlink_status(folder_ / path, error);
-      if (status.type() == fs::file_type::directory) continue;
-      if (status.type() != fs::file_type::regular) {
+      const fs::file_type type = typeOf(path);
+      if (type == fs::file_type::directory) continue;
+      if (type != fs::file_type::regular) {
         tell(findings_, path, "no regular file; links are not followed");
       } else {
         readOne(path);
@@ -94,24 +104,32 @@ class FolderReader {
   }
 
   void readInfo() {
-    const auto found = capture_.texts.find(std::string(kCaptureInfoFile));
-    if (found != capture_.texts.end()) {
-      try {
-        capture_.info = decode<CaptureInfo>(found->second, &findings_);
-        capture_.texts.erase(found);
-        return;
-      } catch (const DecodingError& error) {
-        tell(findings_, std::string(kCaptureInfoFile), error.what());
-        capture_.texts.erase(found);
-      }
-    } else {
-      tell(findings_, std::string(kCaptureInfoFile), "there is no such file");
+    const std::string file(kCaptureInfoFile);
+    const auto found = capture_.texts.find(file);
+    if (found == capture_.texts.end()) {
+      tell(findings_, file, "there is no such file");
+      return makeInfoUp();
     }
+    const std::string document = std::move(found->second);
+    capture_.texts.erase(found);
+    try {
+      capture_.info = decode<CaptureInfo>(document, &findings_);
+      if (iso8601Text(capture_.info.takenAt)) return;
+      tell(findings_, file, "takenAt: outside the years 0000 to 9999");
+    } catch (const DecodingError& error) {
+      tell(findings_, file, error.what());
+    }
+    makeInfoUp();
+  }
+
+  void makeInfoUp() {
     const fs::path name = fs::weakly_canonical(folder_).filename();
     capture_.info = {};
     capture_.info.server = repairedUTF8(name.string());
     capture_.info.host = capture_.info.server;
-    capture_.info.takenAt = Timestamp(std::chrono::duration<double>(newest_));
+    // As a written one has it: in whole seconds, and in a year that JSON has a form for.
+    const Timestamp newest(std::chrono::duration<double>(std::floor(newest_)));
+    if (iso8601Text(newest)) capture_.info.takenAt = newest;
   }
 
   fs::path folder_;
@@ -120,21 +138,8 @@ class FolderReader {
   double newest_ = 0;
 };
 
-// As a part of a path, whatever it is made of.
-std::string asFileName(std::string_view name) {
-  std::string safe;
-  for (const char c : name) {
-    const bool isHarmless = c != '/' && c != '\0' && static_cast<unsigned char>(c) >= 0x20;
-    safe += isHarmless ? c : '_';
-  }
-  if (safe.empty() || safe.front() == '.' || safe.front() == '-') safe.insert(0, "_");
-  constexpr std::size_t kLongestName = 200;
-  return safe.substr(0, kLongestName);
-}
-
 void makePrivateFolder(const fs::path& folder) {
-  fs::create_directories(folder);
-  fs::permissions(folder, fs::perms::owner_all);
+  if (fs::create_directory(folder)) fs::permissions(folder, fs::perms::owner_all);
 }
 
 void writePrivateFile(const fs::path& file, std::string_view bytes) {
@@ -142,12 +147,63 @@ void writePrivateFile(const fs::path& file, std::string_view bytes) {
   fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
 }
 
-// Nothing but an earlier capture may be thrown away.
+[[noreturn]] void refuse(const fs::path& folder, const char* why, std::errc code) {
+  throw fs::filesystem_error(why, folder, std::make_error_code(code));
+}
+
+// Nothing but an earlier capture may be thrown away, and none that is elsewhere.
 void requireReplaceable(const fs::path& folder) {
+  const fs::file_type type = fs::symlink_status(folder).type();
+  if (type == fs::file_type::not_found) return;
+  if (type != fs::file_type::directory) {
+    refuse(folder, "not replaced, since it is no folder", std::errc::not_a_directory);
+  }
   if (fs::is_empty(folder) || fs::exists(folder / kCaptureInfoFile)) return;
-  throw fs::filesystem_error("not replaced, since it is no capture",
-                             folder,
-                             std::make_error_code(std::errc::directory_not_empty));
+  refuse(folder, "not replaced, since it is no capture", std::errc::directory_not_empty);
+}
+
+// A folder beside the one that it is to become, gone again unless it did.
+class FolderToBe {
+ public:
+  explicit FolderToBe(const fs::path& parent) {
+    std::string pattern = (parent / ".tavrine-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) {  // for its owner only
+      throw fs::filesystem_error("cannot make a folder in",
+                                 parent,
+                                 std::error_code(errno, std::generic_category()));
+    }
+    path_ = pattern;
+  }
+  FolderToBe(const FolderToBe&) = delete;
+  FolderToBe& operator=(const FolderToBe&) = delete;
+  ~FolderToBe() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+  }
+
+  const fs::path& path() const { return path_; }
+
+ private:
+  fs::path path_;
+};
+
+// A folder with something in it cannot be renamed over: the old one goes aside first. Whoever
+// writes the same capture at the same time may come between, and then it is that one's turn to go.
+void putInPlace(const fs::path& fresh, const fs::path& folder) {
+  constexpr int kAttempts = 100;
+  for (int attempt = 1;; ++attempt) {
+    const FolderToBe aside(folder.parent_path());
+    std::error_code error;
+    fs::rename(folder, aside.path() / "old", error);
+    if (error && error != std::errc::no_such_file_or_directory) {
+      throw fs::filesystem_error("cannot be replaced", folder, error);
+    }
+    fs::rename(fresh, folder, error);
+    if (!error) return;
+    if (attempt == kAttempts || error != std::errc::directory_not_empty) {
+      throw fs::filesystem_error("cannot be written", folder, error);
+    }
+  }
 }
 
 }  // namespace
@@ -161,17 +217,20 @@ fs::path captureFolder(const fs::path& parent, std::string_view server) {
 }
 
 void writeCapture(const Capture& capture, const fs::path& folder) {
-  makePrivateFolder(folder);
   requireReplaceable(folder);
-  // What an earlier capture had and this one has not would be taken for this one's.
-  for (const auto& old : fs::directory_iterator(folder)) fs::remove_all(old.path());
+  const fs::path parent = folder.has_parent_path() ? folder.parent_path() : fs::path(".");
+  fs::create_directories(parent);
+  const FolderToBe fresh(parent);
   for (const auto& [path, text] : capture.texts) {
-    fs::path file = folder;
-    for (const fs::path& part : fs::path(path)) file /= asFileName(part.string());
-    makePrivateFolder(file.parent_path());
+    fs::path file = fresh.path();
+    for (const fs::path& part : fs::path(path)) {
+      makePrivateFolder(file);
+      file /= asFileName(part.string());
+    }
     writePrivateFile(file, text);
   }
-  writePrivateFile(folder / kCaptureInfoFile, encode(capture.info, JSONStyle::pretty));
+  writePrivateFile(fresh.path() / kCaptureInfoFile, encode(capture.info, JSONStyle::pretty));
+  putInPlace(fresh.path(), parent / folder.filename());
 }
 
 }  // namespace tavrine

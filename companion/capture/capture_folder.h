@@ -19,9 +19,11 @@ Capture readCapture(const std::filesystem::path& folder, Findings& findings);
 /// would make it another path.
 std::filesystem::path captureFolder(const std::filesystem::path& parent, std::string_view server);
 
-/// Replaces the folder and all that is in it; only its owner may look into it, for command lines
-/// and logs may hold what is nobody else's business. A folder that holds something else than a
-/// capture is left alone. Throws `std::filesystem::filesystem_error`.
+/// Replaces the folder and all that is in it, once all has been written beside it; only its owner
+/// may look into it, for command lines and logs may hold what is nobody else's business. A folder
+/// that holds something else than a capture is left alone, and so is a link. Throws
+/// `std::filesystem::filesystem_error`; then an earlier capture is still there. (A process that is
+/// killed leaves a folder `.tavrine-XXXXXX` behind.)
 void writeCapture(const Capture& capture, const std::filesystem::path& folder);
 
 }  // namespace tavrine
