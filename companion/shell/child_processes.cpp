@@ -110,43 +110,53 @@ class Child {
     if (ready[2].revents != 0) readWords();
   }
 
+  // It could not be started for want of descriptors or processes. Others that end give theirs back.
+  bool isWantingRoom() const {
+    return startError_ == EMFILE || startError_ == ENFILE || startError_ == EAGAIN;
+  }
+
   // True when it is over, and its end has been told.
   bool finish(bool mustStop) {
-    if (!way_ && mustStop) kill(Way::stopped);
-    if (!way_ && secondsTaken() > task_.seconds) kill(Way::tooLate);
-    if (pid_ > 0) {
-      int status = 0;
-      if (::waitpid(pid_, &status, WNOHANG) == 0) return false;
-      pid_ = 0;
-      exit_ = status;
-      // What is there is read, but not waited for: others that it started may hold the pipes open
-      // for as long as they like.
-      while (output_.isOpen() && readOutput()) {
-      }
-      while (words_.isOpen() && readWords()) {
-      }
+    if (pid_ > 0 && !reap()) {
+      if (!way_ && mustStop) kill(Way::stopped);
+      if (!way_ && secondsTaken() > task_.seconds) kill(Way::tooLate);
+      return false;
     }
     tellEnd();
     return true;
   }
 
  private:
+  // False while it runs.
+  bool reap() {
+    if (::waitpid(pid_, &exit_, WNOHANG) == 0) return false;
+    pid_ = 0;
+    // What is there is read, but not waited for: others that it started may hold the pipes open,
+    // and fill them, for as long as they like.
+    constexpr int kReadsOfAFullPipe = 16;
+    for (int i = 0; i < kReadsOfAFullPipe && output_.isOpen() && readOutput(); ++i) {
+    }
+    for (int i = 0; i < kReadsOfAFullPipe && words_.isOpen() && readWords(); ++i) {
+    }
+    return true;
+  }
+
   void start() {
     Pipe input;
     Pipe output;
     Pipe words;
-    int error = EMFILE;
+    startError_ = EMFILE;
     if (input.isOpen() && output.isOpen() && words.isOpen()) {
-      error = spawn(task_.command,
-                    input.reading.get(),
-                    output.writing.get(),
-                    words.writing.get(),
-                    pid_);
+      startError_ = spawn(task_.command,
+                          input.reading.get(),
+                          output.writing.get(),
+                          words.writing.get(),
+                          pid_);
     }
-    if (error != 0) {
+    if (startError_ != 0) {
       pid_ = 0;
       way_ = Way::notStarted;
-      said_ = std::strerror(error);  // NOLINT(concurrency-mt-unsafe): no thread but this one
+      said_ = std::strerror(startError_);  // NOLINT(concurrency-mt-unsafe): no thread but this one
       return;
     }
     input_ = std::move(input.writing);
@@ -219,6 +229,7 @@ class Child {
   const ChildTask& task_;
   Clock::time_point started_;
   pid_t pid_ = 0;
+  int startError_ = 0;
   Descriptor input_;
   Descriptor output_;
   Descriptor words_;
@@ -273,7 +284,12 @@ void runChildren(const std::vector<ChildTask>& tasks, std::size_t atOnce,
       for (; next != tasks.end(); ++next) next->onEnd({Way::stopped, 0, "", 0});
     }
     while (next != tasks.end() && children.size() < std::max<std::size_t>(atOnce, 1)) {
-      children.emplace_back(*next++);
+      children.emplace_back(*next);
+      if (children.size() > 1 && children.back().isWantingRoom()) {
+        children.pop_back();
+        break;
+      }
+      ++next;
     }
     waitForAny(children);
     children.remove_if([isStopping](Child& child) { return child.finish(isStopping); });

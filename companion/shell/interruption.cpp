@@ -16,7 +16,11 @@ void note(int) { interrupted = 1; }
 void noteInterruptions() {
   struct sigaction noting {};
   noting.sa_handler = note;
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) ::sigaction(signal, &noting, nullptr);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction before {};
+    ::sigaction(signal, nullptr, &before);
+    if (before.sa_handler != SIG_IGN) ::sigaction(signal, &noting, nullptr);
+  }
 }
 
 bool isInterrupted() { return interrupted != 0; }
