@@ -39,6 +39,21 @@ void stamp(R& record, const std::string& server) {
   }
 }
 
+void tellIgnored(std::string_view path, std::string_view reason, Findings& findings) {
+  findings.add(FindingOutcome::ignored, [&] {
+    Finding finding{};
+    finding.path = excerpt(path);
+    finding.reason = reason;
+    return finding;
+  });
+}
+
+bool isOneValue(std::string_view document) {
+  JSONReader reader(document);
+  reader.skip();
+  return reader.finish();
+}
+
 // A record or a list of them becomes the one list of a document, which drops what is no use.
 template <auto Records>
 void addReport(std::string_view report, const std::string& server, AppSnapshot& snapshot,
@@ -46,6 +61,8 @@ void addReport(std::string_view report, const std::string& server, AppSnapshot& 
   auto& all = snapshot.*Records;
   using R = typename std::decay_t<decltype(all)>::value_type;
   const std::string_view content = trimmed(report);
+  // What is not whole might be, once it is part of a document.
+  if (!isOneValue(content)) return tellIgnored("", "not JSON", findings);
   std::string document = R"({"records":)";
   const bool isList = content.starts_with('[');
   document.append(isList ? "" : "[").append(content).append(isList ? "}" : "]}");
@@ -70,15 +87,6 @@ constexpr auto kReports = std::to_array<Report>({
     {"recorder_health", addReport<&AppSnapshot::recorderHealth>},
     {"model_manager", addReport<&AppSnapshot::modelManagers>},
 });
-
-void tellIgnored(std::string_view path, std::string_view reason, Findings& findings) {
-  findings.add(FindingOutcome::ignored, [&] {
-    Finding finding{};
-    finding.path = excerpt(path);
-    finding.reason = reason;
-    return finding;
-  });
-}
 
 void addNamed(std::string_view name, std::string_view report, const std::string& server,
               AppSnapshot& snapshot, Findings& findings) {

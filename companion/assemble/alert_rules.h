@@ -14,12 +14,13 @@ namespace tavrine {
 
 /// One alert for each condition that holds now:
 ///
-///   server offline     critical   the host did not answer
-///   GPU hot            warning    at 85 degrees or more; critical from 95 on
-///   GPU lost           critical   the previous snapshot had it, and the GPU tool answers without
-///   it run stalled        warning run failed         critical disk nearly full   warning    less
-///   than 5 % left; critical below 1 % orphaned memory    warning    64 MiB of GPU memory or more
-///   that no process of the table holds
+///   server offline    critical  the host did not answer
+///   GPU hot           warning   at 85 degrees or more; critical from 95 on
+///   GPU lost          critical  the previous snapshot had it; the GPU tool answers without it
+///   run stalled       warning
+///   run failed        critical
+///   disk nearly full  warning   less than 5 % left; critical below 1 %
+///   orphaned memory   warning   64 MiB or more of a GPU that no process of the table holds
 ///
 /// The same condition has the same id each time, and the time at which it was first seen as far as
 /// `previous`, which may be null, remembers it.

@@ -4,6 +4,7 @@
 #include <TavrineShared/model/line_teller.h>
 #include <TavrineShared/parsers/text_rules.h>
 
+#include <cmath>
 #include <vector>
 
 namespace tavrine {
@@ -18,6 +19,10 @@ std::vector<std::string_view> wordsOf(std::string_view line) {
   return words;
 }
 
+bool isAmount(std::optional<double> number) {
+  return number && std::isfinite(*number) && *number >= 0;
+}
+
 // Device, total, used, free, per cent, folder. The per cent sign tells where the numbers end, since
 // both names may hold blanks.
 std::optional<DiskSpace> spaceIn(std::string_view line) {
@@ -26,7 +31,7 @@ std::optional<DiskSpace> spaceIn(std::string_view line) {
     if (!words[i].ends_with('%') && words[i] != "-") continue;
     const auto total = readFloat(words[i - 3]);
     const auto free = readFloat(words[i - 1]);
-    if (total && free && *total >= 0 && *free >= 0) return DiskSpace{*total, *free};
+    if (isAmount(total) && isAmount(free)) return DiskSpace{*total, *free};
   }
   return std::nullopt;
 }
