@@ -5,7 +5,6 @@
 #include "companion/capture/capture_folder.h"
 #include "companion/redact/redaction.h"
 #include "companion/shell/json_output.h"
-#include "companion/shell/output.h"
 
 #include <TavrineShared/model/json_conventions.h>
 #include <TavrineShared/store/snapshot_disk_store.h>
@@ -37,13 +36,17 @@ struct AssembleOptions {
 
 bool isCapture(const fs::path& folder) { return fs::exists(folder / kCaptureInfoFile); }
 
-// A folder of captures stands for them, in the order of their names.
+// A folder of captures stands for them, in the order of their names. One that is hidden is only
+// being written.
 std::vector<fs::path> captureFolders(const std::string& name) {
   const fs::path folder(name);
   std::vector<fs::path> folders;
   if (!isCapture(folder)) {
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-      if (entry.is_directory() && isCapture(entry.path())) folders.push_back(entry.path());
+      const bool isHidden = entry.path().filename().string().starts_with('.');
+      if (!isHidden && entry.is_directory() && isCapture(entry.path())) {
+        folders.push_back(entry.path());
+      }
     }
     std::sort(folders.begin(), folders.end());
   }
@@ -75,12 +78,7 @@ ExitStatus runAssemble(const AssembleOptions& options) {
   }
   bool isAnythingLost = false;
   for (const FindingsBook* const book : {&reading, &assembly.findings}) {
-    if (options.findings) writeWords(sourceFindingsText(*book));
-    const std::string summary = lossSummary(*book);
-    if (!options.findings && !summary.empty()) {
-      say(summary + "; --findings tells of what, and why");
-    }
-    isAnythingLost = isAnythingLost || !summary.empty();
+    isAnythingLost = tellLosses(*book, options.findings) || isAnythingLost;
   }
   return isAnythingLost ? ExitStatus::findings : ExitStatus::fine;
 }

@@ -1,5 +1,6 @@
 #include "companion/assemble/assembly_output.h"
 
+#include "companion/shell/output.h"
 #include "companion/views/findings_text.h"
 #include "companion/views/visible_text.h"
 
@@ -40,6 +41,16 @@ std::string lossSummary(const FindingsBook& book) {
       });
   return std::to_string(losses) + (losses == 1 ? " loss" : " losses") + " in " +
          std::to_string(sources) + (sources == 1 ? " source" : " sources");
+}
+
+bool tellLosses(const FindingsBook& book, bool inFull) {
+  const std::string summary = lossSummary(book);
+  if (inFull) {
+    writeWords(sourceFindingsText(book));
+  } else if (!summary.empty()) {
+    say(summary);
+  }
+  return !summary.empty();
 }
 
 }  // namespace tavrine

@@ -13,4 +13,7 @@ std::string sourceFindingsText(const FindingsBook& book);
 /// How much was lost in how many sources, in a few words; empty when nothing was.
 std::string lossSummary(const FindingsBook& book);
 
+/// Says on standard error what was lost: all of it, or the one line. False when nothing was.
+bool tellLosses(const FindingsBook& book, bool inFull);
+
 }  // namespace tavrine

@@ -43,12 +43,12 @@ std::string_view takeLastPart(std::string_view& path) {
 struct LogFile {
   std::string path;
   std::optional<double> age;
-  const Piece* text = nullptr;
+  Piece* text = nullptr;
 };
 
 class CaptureBuilder {
  public:
-  CaptureBuilder(CaptureInfo info, const std::vector<Piece>& pieces) : pieces_(pieces) {
+  CaptureBuilder(CaptureInfo info, std::vector<Piece> pieces) : pieces_(std::move(pieces)) {
     capture_.info = std::move(info);
   }
 
@@ -64,16 +64,16 @@ class CaptureBuilder {
     }
     for (const LogFile& report : filesOf(kAgentFilePiece)) {
       std::string_view path = report.path;
-      put(std::string(kAgentFolder) + "/" + std::string(takeLastPart(path)), *report.text);
+      put(std::string(kAgentFolder) + "/" + asFileName(takeLastPart(path)), *report.text);
     }
-    if (const Piece* const reports = find(kAgentCommandPiece)) {
+    if (Piece* const reports = find(kAgentCommandPiece)) {
       put(std::string(kAgentFolder) + "/reports.json", *reports);
     }
     return std::move(capture_);
   }
 
  private:
-  const Piece* find(std::string_view name) const {
+  Piece* find(std::string_view name) {
     const auto found = std::find_if(pieces_.begin(), pieces_.end(), [&](const Piece& each) {
       return each.name == name;
     });
@@ -81,7 +81,7 @@ class CaptureBuilder {
   }
 
   void addCommand(const CommandFile& command) {
-    const Piece* const piece = find(command.command);
+    Piece* const piece = find(command.command);
     if (piece == nullptr) return;
     constexpr std::int64_t kUnfinished = -1;
     CommandResult result{};
@@ -95,17 +95,17 @@ class CaptureBuilder {
     if (result.status != kToolIsMissing) put(std::string(command.file), *piece);
   }
 
-  void put(const std::string& file, const Piece& piece) { capture_.texts[file] = piece.text; }
+  void put(const std::string& file, Piece& piece) { capture_.texts[file] = std::move(piece.text); }
 
-  std::vector<LogFile> filesOf(std::string_view kind) const {
+  std::vector<LogFile> filesOf(std::string_view kind) {
     std::vector<LogFile> files;
-    for (const Piece& piece : pieces_) {
+    for (Piece& piece : pieces_) {
       std::string_view part = piece.name;
       if (!part.starts_with(kind) || part.size() <= kind.size()) continue;
       part.remove_prefix(kind.size() + 1);
       if (part == "path") files.push_back({.path = piece.text, .age = {}, .text = nullptr});
       if (files.empty()) continue;
-      if (part == "age") files.back().age = readFloat(piece.text);
+      if (part == "age") files.back().age = readInteger(piece.text);
       if (part == "text") files.back().text = &piece;
     }
     std::erase_if(files, [](const LogFile& file) { return file.text == nullptr; });
@@ -114,7 +114,7 @@ class CaptureBuilder {
 
   // A recorder's log belongs to the run that its training log's name gives, too.
   CapturedRun& runOf(const LogFile& log, std::string_view file) {
-    const std::string name = repairedUTF8(runNameOf(log.path));
+    const std::string name = runNameOf(log.path);
     std::string free = name;
     for (int number = 2; isTaken(free, file); ++number) free = name + "-" + std::to_string(number);
     put(fileOf(free, file), *log.text);
@@ -133,7 +133,7 @@ class CaptureBuilder {
     return capture_.text(fileOf(run, file)) != nullptr;
   }
 
-  const std::vector<Piece>& pieces_;
+  std::vector<Piece> pieces_;
   Capture capture_;
   std::map<std::string, std::size_t> places_;
 };
@@ -149,18 +149,14 @@ std::string runNameOf(std::string_view path) {
   const bool isCommon =
       std::find(kCommonNames.begin(), kCommonNames.end(), lower) != kCommonNames.end();
   const std::string_view name = (isCommon || stem.empty()) && !folder.empty() ? folder : stem;
-  // As the name of a folder in the capture it must not lead anywhere else.
-  std::string safe;
-  for (const char c : name) {
-    safe += static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '_' : c;
-  }
-  if (safe.empty() || safe.front() == '.') safe.insert(0, "_");
-  return safe;
+  // It is the name of a folder in the capture, and with a number behind it, too.
+  constexpr std::size_t kLongestName = 120;
+  return asFileName(repairedUTF8(name), kLongestName);
 }
 
-Capture captureOf(CaptureInfo info, const std::vector<Piece>& pieces, const std::string& problem) {
+Capture captureOf(CaptureInfo info, std::vector<Piece> pieces, const std::string& problem) {
   if (!problem.empty()) info.problem = problem;
-  return CaptureBuilder(std::move(info), pieces).build();
+  return CaptureBuilder(std::move(info), std::move(pieces)).build();
 }
 
 }  // namespace tavrine

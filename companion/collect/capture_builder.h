@@ -16,6 +16,6 @@ std::string runNameOf(std::string_view path);
 
 /// Runs of one name, in two folders of the same name say, are told apart by numbers. `problem` says
 /// why the host did not answer to the end; empty when it did.
-Capture captureOf(CaptureInfo info, const std::vector<Piece>& pieces, const std::string& problem);
+Capture captureOf(CaptureInfo info, std::vector<Piece> pieces, const std::string& problem);
 
 }  // namespace tavrine

@@ -26,7 +26,8 @@ constexpr std::size_t kBabbling = 3;
 std::vector<std::string> commandFor(const CollectRequest& request, const CollectHost& host) {
   if (host.destination.empty()) return {"sh", "-s"};
   // The rest is for the user's own configuration to say. "sh -s" means the same to any login shell.
-  const int connectSeconds = std::max(1, static_cast<int>(request.seconds / 2));
+  constexpr double kLongest = 3600;
+  const int connectSeconds = static_cast<int>(std::clamp(request.seconds / 2, 1.0, kLongest));
   return {request.ssh,
           "-T",
           "-o",
@@ -50,8 +51,9 @@ std::string because(const std::string& what, const std::string& words) {
   return line.empty() ? what : what + ": " + line;
 }
 
-// Why the output is not whole; empty when it is.
+// Why the output is not whole; empty when it is, be it that the connection was then held open.
 std::string problemOf(const ChildEnd& end, bool isWhole, double seconds) {
+  if (isWhole) return "";
   switch (end.way) {
     case Way::tooLate:
       return "no answer within " + upToOneDecimal(seconds) + " s";
@@ -66,7 +68,6 @@ std::string problemOf(const ChildEnd& end, bool isWhole, double seconds) {
     case Way::exited:
       break;
   }
-  if (isWhole) return "";
   return because("it ended too early, with status " + std::to_string(end.status), end.words);
 }
 
@@ -100,13 +101,14 @@ std::vector<Capture> collect(const CollectRequest& request,
                      .onOutput = [&inquiry](std::string_view bytes) { inquiry.reader.feed(bytes); },
                      .onEnd =
                          [&, seconds = request.seconds](const ChildEnd& end) {
-                           const std::vector<Piece> pieces = inquiry.reader.take();
+                           std::vector<Piece> pieces = inquiry.reader.take();
                            const bool isWhole = !pieces.empty() && pieces.back().name == kLastPiece;
                            CaptureInfo info = std::move(inquiry.capture.info);
                            // JSON times carry whole seconds.
                            info.takenAt = std::chrono::floor<std::chrono::seconds>(currentTime());
-                           inquiry.capture =
-                               captureOf(std::move(info), pieces, problemOf(end, isWhole, seconds));
+                           inquiry.capture = captureOf(std::move(info),
+                                                       std::move(pieces),
+                                                       problemOf(end, isWhole, seconds));
                            onHost(++ended);
                          }});
   }

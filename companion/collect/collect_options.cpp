@@ -1,17 +1,23 @@
 #include "companion/collect/collect_options.h"
 
+#include "companion/capture/capture.h"
 #include "companion/shell/duration.h"
 #include "companion/shell/host.h"
 #include "companion/views/visible_text.h"
 
 #include <TavrineShared/foundation/file.h>
+#include <TavrineShared/foundation/unicode_text.h>
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdlib>
 #include <set>
+#include <sstream>
 #include <stdexcept>
+#include <string_view>
 
 namespace tavrine {
 
@@ -20,9 +26,19 @@ namespace {
 constexpr const char* kThisMachine = ".";
 constexpr std::size_t kMebibyte = std::size_t{1} << 20;
 
+// What one run is to do is for the command line to say.
+constexpr auto kNoSettings =
+    std::to_array<std::string_view>({"config", "help", "script", "json", "pretty", "compact"});
+constexpr auto kSettingsOfRefresh = std::to_array<std::string_view>({"every", "file"});
+
+template <std::size_t Count>
+bool isAmong(const std::array<std::string_view, Count>& names, std::string_view name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
 // "NAME=DESTINATION", or one word that is both.
 CollectHost hostNamed(const std::string& text) {
-  if (text == kThisMachine) return {.server = hostName(), .destination = ""};
+  if (text == kThisMachine) return {.server = repairedUTF8(hostName()), .destination = ""};
   const std::size_t equals = text.find('=');
   CollectHost host{.server = text.substr(0, equals),
                    .destination = equals == std::string::npos ? text : text.substr(equals + 1)};
@@ -37,6 +53,7 @@ CollectHost hostNamed(const std::string& text) {
       throw std::runtime_error("no host: \"" + visibleText(text) + "\" " + problem);
     }
   }
+  if (host.destination == kThisMachine) host.destination.clear();
   return host;
 }
 
@@ -88,7 +105,8 @@ CollectRequest CollectOptions::resolved() const {
   std::set<std::string> names;
   for (const std::string& text : hosts.empty() ? here : hosts) {
     resolved.hosts.push_back(hostNamed(text));
-    if (!names.insert(resolved.hosts.back().server).second) {
+    // As the folders of their captures are, so that none replaces another's.
+    if (!names.insert(asFileName(resolved.hosts.back().server)).second) {
       throw std::runtime_error("two hosts are named " + visibleText(resolved.hosts.back().server));
     }
   }
@@ -160,6 +178,7 @@ void addCollectOptions(CLI::App& command, CollectOptions& options) {
   command.add_option("--ssh", request.ssh, "the program to reach hosts by (ssh)")
       ->type_name("PROGRAM")
       ->option_text("=PROGRAM");
+  command.add_flag("--findings", options.findings, "tell what was lost and why, on standard error");
   addText(command,
           "--config",
           options.config,
@@ -181,11 +200,16 @@ void applyConfig(CLI::App& command, const CollectOptions& options) {
       options.config ? std::filesystem::path(*options.config) : defaultConfigFile();
   if (!options.config && !std::filesystem::exists(file)) return;
   try {
-    for (const CLI::ConfigItem& item : CLI::ConfigTOML().from_file(file.string())) {
+    // A folder opens as if it were an empty file.
+    const FileBytes content = readFile(file);
+    std::istringstream lines{std::string(content.text())};
+    for (const CLI::ConfigItem& item : CLI::ConfigTOML().from_config(lines)) {
+      if (item.name == "++" || item.name == "--") continue;  // the bounds of a section
       const std::string name = item.fullname();
       CLI::Option* const option = name == "hosts" ? command.get_option_no_throw("HOST")
                                                   : command.get_option_no_throw("--" + name);
-      if (option == nullptr || name == "config" || name == "help") {
+      if (option == nullptr && isAmong(kSettingsOfRefresh, name)) continue;
+      if (option == nullptr || isAmong(kNoSettings, name)) {
         throw std::runtime_error("there is no setting " + name);
       }
       if (!option->empty()) continue;  // what the command line says wins

@@ -20,6 +20,7 @@ struct CollectOptions {
   std::optional<std::string> captures;  ///< folder to keep captures in
   bool redact = false;                  ///< take secrets out of what hosts print
   std::optional<std::string> config;    ///< file, when the user names one
+  bool findings = false;                ///< tell all that was lost
 
   /// What is to be asked. Throws `std::runtime_error` for a host that cannot be.
   CollectRequest resolved() const;
@@ -29,8 +30,9 @@ struct CollectOptions {
 void addCollectOptions(CLI::App& command, CollectOptions& options);
 
 /// Takes from the configuration file what the command line has not set: `name = value` lines of
-/// TOML under the long names of the options, with `hosts` for the arguments. A file that the user
-/// did not name need not be there. Throws `std::runtime_error` for one that makes no sense.
+/// TOML under the long names of the options, with `hosts` for the arguments. All verbs share the
+/// file, so settings that only another one has are passed over. A file that the user did not name
+/// need not be there. Throws `std::runtime_error` for one that makes no sense.
 void applyConfig(CLI::App& command, const CollectOptions& options);
 
 /// `tavrine/config.toml` in XDG_CONFIG_HOME, or else in the user's `.config`.

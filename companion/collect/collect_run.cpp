@@ -47,6 +47,11 @@ std::vector<Capture> collectTold(const CollectRequest& request, const CollectOpt
         [&progress](std::size_t ended) { progress.show(ended); },
         isInterrupted);
   }
+  if (isInterrupted()) {
+    // What was asked in part must not take the place of what was asked in full.
+    say("interrupted");
+    return {};
+  }
   for (Capture& capture : captures) {
     if (options.redact) capture = redacted(std::move(capture));
     if (capture.info.problem) say(capture.info.server + ": " + *capture.info.problem);

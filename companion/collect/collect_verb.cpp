@@ -41,17 +41,14 @@ ExitStatus runCollect(const CollectVerbOptions& options) {
   }
   noteInterruptions();
   const std::vector<Capture> captures = collectTold(request, options.collect);
+  if (isInterrupted()) return ExitStatus::findings;
   bool isAllWell = areWhole(captures);
   if (options.collect.captures) {
     printFolders(captures, *options.collect.captures);
   } else {
     const Assembly assembly = assemble(captures, nullptr);
     writeJSON(encode(assembly.snapshot, options.json.style()));
-    const std::string losses = lossSummary(assembly.findings);
-    isAllWell = isAllWell && losses.empty();
-    if (!losses.empty()) {
-      say(losses + "; 'tavrine assemble --findings' tells of what, from captures, and why");
-    }
+    isAllWell = !tellLosses(assembly.findings, options.collect.findings) && isAllWell;
   }
   return isAllWell ? ExitStatus::fine : ExitStatus::findings;
 }
@@ -67,8 +64,8 @@ void addCollectVerb(CLI::App& program, Action& chosen) {
                               "tavrine collect --script | ssh gpu-01 sh -s | less"});
   app.footer(app.get_footer() +
              "\n\nWith --captures, prints the folders, for 'tavrine assemble'; else the snapshot\n"
-             "as JSON. Exit status: 0 every host answered, 1 one did not or something was lost,\n"
-             "2 wrong usage.");
+             "as JSON. Exit status: 0 every host answered, 1 one did not or something was\n"
+             "lost, 2 wrong usage.");
   const auto options = std::make_shared<CollectVerbOptions>();
   addCollectOptions(app, options->collect);
   app.add_flag("--script", options->script, "print the script that runs on every host");

@@ -13,10 +13,12 @@ namespace {
 
 // `piece NAME COMMAND` runs a command and frames what it prints. Where the host has the tool, no
 // command takes longer than allowed. A command that prints without end is cut off by who listens.
+// A login shell may have left a line without its end.
 constexpr std::string_view kFunctions = R"sh(
 LC_ALL=C; export LC_ALL
-if command -v timeout >/dev/null 2>&1; then limit="timeout -k 2 $seconds"; else limit=; fi
-begin() { printf '%s begin %s\n' "$word" "$1"; }
+limit="timeout -k 2 $seconds"
+$limit true </dev/null >/dev/null 2>&1 || limit=
+begin() { printf '\n%s begin %s\n' "$word" "$1"; }
 end() { printf '\n%s end %s %s\n' "$word" "$1" "$2"; }
 piece() { begin "$1"; $limit sh -c "$2" </dev/null 2>/dev/null; end "$1" $?; }
 text() { begin "$1"; printf '%s' "$2"; end "$1" 0; }
@@ -81,14 +83,18 @@ std::string patternWord(std::string_view pattern) {
   return word;
 }
 
-std::string filesLoop(std::string_view kind, const std::vector<std::string>& patterns,
-                      const std::string& command) {
-  if (patterns.empty()) return "";
-  std::string words;
-  for (const std::string& pattern : patterns) words += " " + patternWord(pattern);
+std::string filesLoop(std::string_view kind, const std::string& words, const std::string& command) {
+  if (words.empty()) return "";
   std::string loop = replaced(std::string(kFilesLoop), "KIND", kind);
   loop = replaced(std::move(loop), "COMMAND", command);
   return replaced(std::move(loop), "PATTERNS", words);
+}
+
+std::string filesLoop(std::string_view kind, const std::vector<std::string>& patterns,
+                      const std::string& command) {
+  std::string words;
+  for (const std::string& pattern : patterns) words += patternWord(pattern) + " ";
+  return filesLoop(kind, words, command);
 }
 
 std::string piece(std::string_view name, const std::string& command) {
@@ -122,7 +128,8 @@ std::string collectorScript(const CollectorOptions& options, std::string_view wo
   script += filesLoop(kTrainingLogPiece, options.trainingLogs, trainingLogQueryOfVariable("file"));
   script += filesLoop(kRecorderLogPiece, options.recorderLogs, recorderQueryOfVariable("file"));
   if (options.agentFolder) {
-    script += filesLoop(kAgentFilePiece, {*options.agentFolder + "/*.json"}, "cat -- \"$file\"");
+    script +=
+        filesLoop(kAgentFilePiece, shellPath(*options.agentFolder) + "/*.json", "cat -- \"$file\"");
   }
   if (options.agentCommand) script += piece(kAgentCommandPiece, *options.agentCommand);
   script += "text " + std::string(kLastPiece) + " ''\n";

@@ -8,7 +8,8 @@
 //   ... what the command printed ...
 //   WORD end gpus 0
 //
-// The line feed in front of the last line belongs to it.
+// The line feed in front of the last line belongs to it. What stands outside of pieces means
+// nothing.
 #pragma once
 
 #include <cstddef>

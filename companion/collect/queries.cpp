@@ -116,7 +116,7 @@ std::string recorderQueryOfVariable(std::string_view variable) {
 
 std::string diskFreeQueryCommand(const std::vector<std::string>& folders) {
   std::string command = "LC_ALL=C df -Pk --";
-  for (const std::string& folder : folders) command += " " + shellQuoted(folder);
+  for (const std::string& folder : folders) command += " " + shellPath(folder);
   return command;
 }
 

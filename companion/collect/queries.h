@@ -53,7 +53,7 @@ std::string recorderQueryCommand(std::string_view file);
 std::string trainingLogQueryOfVariable(std::string_view variable);
 std::string recorderQueryOfVariable(std::string_view variable);
 
-/// Prints a header and a line for the file system of each folder.
+/// Prints a header and a line for the file system of each folder. A leading "~/" is the home.
 std::string diskFreeQueryCommand(const std::vector<std::string>& folders);
 
 }  // namespace tavrine

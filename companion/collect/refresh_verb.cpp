@@ -70,33 +70,35 @@ bool refreshOnce(const CollectRequest& request, const RefreshOptions& options,
   const auto started = Clock::now();
   const double cpuBefore = cpuSeconds();
   const std::vector<Capture> captures = collectTold(request, options.collect);
-  // What was interrupted would show hosts as offline that are not.
   if (isInterrupted()) return false;
   const std::optional<AppSnapshot> previous = SnapshotDiskStore::read(file);
   const Assembly assembly = assemble(captures, previous ? &*previous : nullptr);
   SnapshotDiskStore::write(assembly.snapshot, file);
-  const std::string losses = lossSummary(assembly.findings);
   const double seconds = std::chrono::duration<double>(Clock::now() - started).count();
-  say(timeText(assembly.snapshot.timestamp) + ": " + outcome(assembly.snapshot) +
-      (losses.empty() ? "" : ", " + losses) + "; took " + oneDecimal(seconds) + " s and " +
-      significantDigits(cpuSeconds() - cpuBefore, 2) + " s of CPU");
-  return areWhole(captures) && losses.empty();
+  say(timeText(assembly.snapshot.timestamp) + ": " + outcome(assembly.snapshot) + "; took " +
+      oneDecimal(seconds) + " s and " + significantDigits(cpuSeconds() - cpuBefore, 2) +
+      " s of CPU");
+  return !tellLosses(assembly.findings, options.collect.findings) && areWhole(captures);
 }
 
-// What goes wrong this time, on a full disk say, may well go right the next.
-void refreshOrTell(const CollectRequest& request, const RefreshOptions& options,
-                   const std::filesystem::path& file) {
+// What worked before will work again, once there is room on the disk, say.
+void refreshAgain(const CollectRequest& request, const RefreshOptions& options,
+                  const std::filesystem::path& file) {
   try {
     refreshOnce(request, options, file);
-  } catch (const std::exception& error) {
+  } catch (const std::filesystem::filesystem_error& error) {
     say(error.what());
   }
 }
 
-void sleepUntil(Clock::time_point next) {
-  constexpr auto kStep = std::chrono::milliseconds(100);
-  while (!isInterrupted() && Clock::now() < next) {
-    std::this_thread::sleep_for(std::min<Clock::duration>(kStep, next - Clock::now()));
+// In seconds as they are: the longest that a user may name are beyond what the clock counts.
+void sleepUntil(Clock::time_point started, double seconds) {
+  constexpr double kStep = 0.1;
+  while (!isInterrupted()) {
+    const std::chrono::duration<double> left(
+        seconds - std::chrono::duration<double>(Clock::now() - started).count());
+    if (left.count() <= 0) return;
+    std::this_thread::sleep_for(std::min(left, std::chrono::duration<double>(kStep)));
   }
 }
 
@@ -105,17 +107,15 @@ ExitStatus refresh(const RefreshOptions& options) {
   const std::filesystem::path file =
       options.file ? std::filesystem::path(*options.file) : SnapshotDiskStore::defaultURL();
   noteInterruptions();
-  if (!options.everySeconds) {
-    return refreshOnce(request, options, file) ? ExitStatus::fine : ExitStatus::findings;
+  auto started = Clock::now();
+  const bool isAllWell = refreshOnce(request, options, file);
+  if (!options.everySeconds) return isAllWell ? ExitStatus::fine : ExitStatus::findings;
+  for (;;) {
+    sleepUntil(started, *options.everySeconds);
+    if (isInterrupted()) return ExitStatus::fine;  // it was told to stop, and did
+    started = Clock::now();
+    refreshAgain(request, options, file);
   }
-  const auto span = std::chrono::duration_cast<Clock::duration>(
-      std::chrono::duration<double>(*options.everySeconds));
-  while (!isInterrupted()) {
-    const auto started = Clock::now();
-    refreshOrTell(request, options, file);
-    sleepUntil(started + span);
-  }
-  return ExitStatus::fine;  // it was told to stop, and did
 }
 
 }  // namespace
@@ -129,7 +129,8 @@ void addRefreshVerb(CLI::App& program, Action& chosen) {
                               "tavrine refresh --every 30s &"});
   app.footer(app.get_footer() +
              "\n\nExit status: 0 every host answered, 1 one did not or something was lost,\n"
-             "2 wrong usage or unwritable file. With --every, 0 once told to stop.");
+             "2 wrong usage or unwritable file. With --every, 0 once told to stop;\n"
+             "only the first time must the file be writable.");
   const auto options = std::make_shared<RefreshOptions>();
   addCollectOptions(app, options->collect);
   app.add_option("--file", options->file, "the snapshot to replace (~/.tavrine/latest.json)")

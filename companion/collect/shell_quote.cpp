@@ -14,4 +14,10 @@ std::string shellQuoted(std::string_view word) {
   return text + "'";
 }
 
+std::string shellPath(std::string_view path) {
+  constexpr std::string_view kHome = "~/";
+  if (!path.starts_with(kHome)) return shellQuoted(path);
+  return "\"$HOME\"/" + shellQuoted(path.substr(kHome.size()));
+}
+
 }  // namespace tavrine
