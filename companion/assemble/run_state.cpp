@@ -283,8 +283,10 @@ class RunReader {
     const std::vector<GPUStat>& gpus = server_.gpus;
     const auto powerOf = [](const GPUStat& gpu) { return gpu.powerDrawW; };
     const auto totalOf = [](const GPUStat& gpu) { return gpu.memoryTotalMB; };
-    const auto sampled = [this](std::optional<double> RecorderLogPoint::*figure, double otherwise) {
-      return sample_ != nullptr ? (sample_->*figure).value_or(otherwise) : otherwise;
+    // What a recorder saw long ago is not what the run does now.
+    const bool isSampled = hasFreshSample();
+    const auto sampled = [&](std::optional<double> RecorderLogPoint::*figure, double otherwise) {
+      return isSampled ? (sample_->*figure).value_or(otherwise) : otherwise;
     };
     run.gpuUtilization = sampled(&RecorderLogPoint::gpuUtil, holdsGPUs ? meanUtilization(gpus) : 0);
     run.powerDrawW = sampled(&RecorderLogPoint::powerW, holdsGPUs ? sumOver(gpus, powerOf) : 0);

@@ -188,16 +188,6 @@ TEST_P(Script, doesNotLetACommandReadItsRest) {
   EXPECT_EQ(pieces({})[0].text, "read\n");
 }
 
-TEST_P(Script, survivesAWordlessLoginShell) {
-  // A profile that prints a prompt leaves a line without its end in front of the first marker.
-  const std::string script = collectorScript({}, "W0RD");
-  PieceReader reader("W0RD", 1 << 20, 1 << 20);
-  reader.feed("welcome > ");
-  reader.feed("\nW0RD begin a\nx\nW0RD end a 0\n");
-  EXPECT_THAT(reader.take(), ElementsAre(IsPiece("a", "x")));
-  EXPECT_THAT(script, HasSubstr("'\\n%s begin %s\\n'"));
-}
-
 // --- Which files ---
 
 TEST_P(Script, findsFilesByPattern) {

@@ -11,7 +11,7 @@ import subprocess
 import threading
 
 import diagnose_tests
-from testing import (H100, KINDS, LAB, PROGRAM, ProgramTest, ROW, ROW_JSON, environment, run,
+from testing import (H100, KINDS, L40S, LAB, PROGRAM, ProgramTest, ROW, ROW_JSON, environment, run,
                      run_on_terminal)
 
 BOLD = b"\x1b[1m"
@@ -265,8 +265,10 @@ class WrongUsage(ProgramTest):
 
 class Help(ProgramTest):
     COMMANDS = (["--help"], ["-h"], ["parse", "--help"], ["query", "--help"], ["show", "--help"],
-                ["export", "--help"], ["demo", "--help"], ["check", "--help"], ["schema", "--help"],
-                ["diagnose", "--help"], ["classify", "--help"],
+                ["export", "--help"], ["watch", "--help"], ["demo", "--help"],
+                ["check", "--help"], ["schema", "--help"], ["diagnose", "--help"],
+                ["classify", "--help"], ["collect", "--help"], ["assemble", "--help"],
+                ["refresh", "--help"],
                 *(["parse", kind, "--help"] for kind in KINDS),
                 *(["query", kind, "--help"] for kind in KINDS))
 
@@ -280,6 +282,7 @@ class Help(ProgramTest):
 
     def test_its_examples_work(self):
         shutil.copy(H100, self.folder / "gpus.csv")
+        shutil.copy(L40S, self.folder / "whole.csv")
         for name in ("gpu_processes.csv", "processes.txt", "loadavg.txt", "diskstats.txt",
                      "thermal.txt", "train.log"):
             self.file(name, b"nothing that anyone can read\n")
@@ -291,8 +294,11 @@ class Help(ProgramTest):
         shutil.copy(LAB, self.folder / "snapshot.json")
         (self.folder / ".tavrine").mkdir()
         shutil.copy(LAB, self.folder / ".tavrine/latest.json")
-        for tool, script in (("nvidia-smi", "cat gpus.csv"), ("py-spy", "cat dump.txt"),
-                             ("ssh", 'shift; exec sh -c "$*"')):
+        for tool, script in (("nvidia-smi", "case $1 in --query-gpu*) cat whole.csv;; esac"),
+                             ("py-spy", "cat dump.txt"), ("less", "cat"),
+                             ("sleep", '[ "$1" = 1 ] || exec /bin/sleep "$1"'),
+                             # As people call it, and as the program does.
+                             ("ssh", 'case $1 in -T) shift 7;; *) shift;; esac; exec sh -c "$*"')):
             self.file(tool, f"#!/bin/sh\n{script}\n".encode()).chmod(0o755)
         path = f"{self.folder}:{pathlib.Path(PROGRAM).parent}:{os.environ['PATH']}"
         count = 0
@@ -301,6 +307,8 @@ class Help(ProgramTest):
             for example in re.findall(r"^  (.*tavrine .*)", examples, re.MULTILINE):
                 with self.subTest(example):
                     example = re.sub(r'(query .*> )\S+$', r"\1other.csv", example)
+                    if example.endswith("&"):  # it goes on until somebody stops it
+                        example += " sleep 0.1; kill $!; wait $!"
                     done = subprocess.run(["sh", "-c", example], cwd=self.folder, timeout=60,
                                           capture_output=True,
                                           env=environment(PATH=path, HOME=str(self.folder)))
