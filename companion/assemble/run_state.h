@@ -32,9 +32,8 @@ constexpr bool isActive(RunStatus status) {
 /// it runs; else unknown.
 ///
 /// Utilisation, memory and power are those of the recorder's newest sample, if it is no older than
-/// five minutes. Without one, memory is
-/// that of the server's training processes, and the others are those of the server's GPUs, but only
-/// while the run is active.
+/// five minutes. Without one, memory is that of the server's training processes, and the others are
+/// those of the server's GPUs, but only while the run is active.
 std::vector<TrainingRun> readRuns(const Capture& capture, const ServerState& server,
                                   const AppSnapshot* previous, FindingsBook& book);
 
