@@ -48,7 +48,7 @@ bool tellLosses(const FindingsBook& book, bool inFull) {
   if (inFull) {
     writeWords(sourceFindingsText(book));
   } else if (!summary.empty()) {
-    say(summary);
+    say(summary + "; --findings tells of what, and why");
   }
   return !summary.empty();
 }

@@ -265,7 +265,7 @@ class WrongUsage(ProgramTest):
 
 class Help(ProgramTest):
     COMMANDS = (["--help"], ["-h"], ["parse", "--help"], ["query", "--help"], ["show", "--help"],
-                ["export", "--help"], ["watch", "--help"], ["demo", "--help"],
+                ["export", "--help"], ["demo", "--help"],
                 ["check", "--help"], ["schema", "--help"], ["diagnose", "--help"],
                 ["classify", "--help"], ["collect", "--help"], ["assemble", "--help"],
                 ["refresh", "--help"],
