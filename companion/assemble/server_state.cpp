@@ -32,6 +32,7 @@ class ServerReader {
     server.host = capture_.info.host;
     server.takenAt = capture_.info.takenAt;
     server.connection = connection();
+    tellCut();
     server.gpus = gpus();
     server.gpusAreKnown = capture_.text("gpus.csv") != nullptr && hasAnswered("gpus");
     server.processes = processes();
@@ -46,6 +47,18 @@ class ServerReader {
  private:
   Findings& opened(std::string_view file) {
     return book_.open(capture_.info.server + "/" + std::string(file));
+  }
+
+  // What was not kept of a host that prints too much is lost, too.
+  void tellCut() {
+    for (const CommandResult& result : capture_.info.commands) {
+      if (!result.cutBytes) continue;
+      opened(result.command).add(FindingOutcome::ignored, [&result] {
+        Finding finding{};
+        finding.reason = std::to_string(*result.cutBytes) + " bytes more were not kept";
+        return finding;
+      });
+    }
   }
 
   // A capture that does not say how a command ended has what it printed all the same.

@@ -1,5 +1,6 @@
 #include "companion/watch/watch_verb.h"
 
+#include "companion/redact/redaction.h"
 #include "companion/shell/duration.h"
 #include "companion/shell/input.h"
 #include "companion/snapshot/tick_option.h"
@@ -21,6 +22,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tavrine {
@@ -33,6 +35,7 @@ struct WatchOptions {
   std::optional<std::string> file;
   std::vector<std::string> hosts;
   std::optional<double> everySeconds;
+  bool redact = false;
   bool demo = false;
   std::int64_t tick = kUsualTick;
   ColorChoice color = ColorChoice::automatic;
@@ -48,6 +51,17 @@ SnapshotSource sourceFor(const WatchOptions& options) {
   }
   return fileSource(options.file ? std::filesystem::path(*options.file)
                                  : SnapshotDiskStore::defaultURL());
+}
+
+// The same without secrets.
+SnapshotSource redactedSource(SnapshotSource source) {
+  const auto poll = source.poll;
+  source.poll = [poll](Timestamp now) {
+    std::optional<SourceNews> news = poll(now);
+    if (news && news->snapshot) news->snapshot = redacted(std::move(*news->snapshot));
+    return news;
+  };
+  return source;
 }
 
 std::string keysHelp() {
@@ -104,9 +118,17 @@ void addWatchVerb(CLI::App& program, Action& chosen) {
       ->excludes(demo)
       ->type_name("SPAN")
       ->option_text("=SPAN");
+  app.add_flag("--redact",
+               options->redact,
+               "without the passwords, tokens and keys that stand\n"
+               "in command lines and other texts");
   addColorOption(app, options->color);
   app.callback([&chosen, options] {
-    chosen = [options] { return watchSource(sourceFor(*options), paint(options->color)); };
+    chosen = [options] {
+      SnapshotSource source = sourceFor(*options);
+      if (options->redact) source = redactedSource(std::move(source));
+      return watchSource(source, paint(options->color));
+    };
   });
 }
 
