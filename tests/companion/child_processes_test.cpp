@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
+#include <cstring>
 #include <filesystem>
 #include <ostream>
 #include <string>
@@ -24,7 +25,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using Way = ChildEnd::Way;
-using testing::HasSubstr;
 
 struct Outcome {
   std::string output;
@@ -91,7 +91,7 @@ struct EndRow {
   Way way;
   int status;
   std::string output;
-  std::string words;
+  std::string words;  ///< or the number of the error, where it was not started
 };
 void PrintTo(const EndRow& row, std::ostream* out) { *out << row.name; }
 
@@ -103,7 +103,9 @@ TEST_P(Ends, areToldAsTheyAre) {
   EXPECT_EQ(outcome.end.way, row.way);
   EXPECT_EQ(outcome.end.status, row.status);
   EXPECT_EQ(outcome.output, row.output);
-  EXPECT_EQ(outcome.end.words, row.words);
+  // The system's words are in the language of the user.
+  EXPECT_EQ(outcome.end.words,
+            row.way == Way::notStarted ? std::strerror(std::stoi(row.words)) : row.words);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -114,14 +116,9 @@ INSTANTIATE_TEST_SUITE_P(
         {"failed", {"sh", "-c", "exit 3"}, Way::exited, 3, "", ""},
         {"killed", {"sh", "-c", "echo a; kill -9 $$"}, Way::signalled, 9, "a\n", ""},
         {"terminated", {"sh", "-c", "kill -15 $$"}, Way::signalled, 15, "", ""},
-        {"notThere",
-         {"no-such-program-anywhere"},
-         Way::notStarted,
-         0,
-         "",
-         "No such file or directory"},
-        {"noProgram", {"/etc/passwd"}, Way::notStarted, 0, "", "Permission denied"},
-        {"folder", {"/"}, Way::notStarted, 0, "", "Permission denied"},
+        {"notThere", {"no-such-program-anywhere"}, Way::notStarted, 0, "", std::to_string(ENOENT)},
+        {"noProgram", {"/etc/passwd"}, Way::notStarted, 0, "", std::to_string(EACCES)},
+        {"folder", {"/"}, Way::notStarted, 0, "", std::to_string(EACCES)},
         {"argumentsAsTheyAre",
          {"printf", "%s|", "a b", "$(x)", "", "*"},
          Way::exited,
@@ -280,7 +277,7 @@ TEST_F(Child, saysSoWhereThereIsNoDescriptorAtAll) {
   runChildren(tasks, 1, never);
   ::setrlimit(RLIMIT_NOFILE, &before);
   EXPECT_EQ(outcome.end.way, Way::notStarted);
-  EXPECT_THAT(outcome.end.words, HasSubstr("open files"));
+  EXPECT_EQ(outcome.end.words, std::strerror(EMFILE));
 }
 
 TEST_F(Child, stopsWhenAllAreToldTo) {

@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <cerrno>
 #include <cstddef>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -88,7 +90,8 @@ TEST_F(Collect, asksAHostThatHoldsTheConnectionOpen) {
 TEST_F(Collect, saysThatTheProgramIsNotThere) {
   CollectRequest asked = request("", {"h"});
   asked.ssh = (folder_ / "none").string();
-  EXPECT_EQ(run(asked).front().info.problem, "cannot be asked: No such file or directory");
+  EXPECT_EQ(run(asked).front().info.problem,
+            "cannot be asked: " + std::string(std::strerror(ENOENT)));
 }
 
 TEST_F(Collect, endsAHostThatBabbles) {

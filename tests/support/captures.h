@@ -3,6 +3,8 @@
 
 #include "companion/capture/capture.h"
 
+#include <TavrineShared/model/json_conventions.h>
+
 #include <string>
 #include <string_view>
 #include <utility>
@@ -19,9 +21,9 @@ inline constexpr std::string_view kProcessHeading =
 
 /// A row of the GPU query.
 inline std::string gpuRow(int index, double utilization, double usedMB, double temperature) {
-  return std::to_string(index) + ", NVIDIA L40S, " + std::to_string(utilization) + " %, " +
-         std::to_string(usedMB) + " MiB, 1000 MiB, " + std::to_string(temperature) +
-         ", 100.00 W, 350.00 W\n";
+  // Not by std::to_string, which has a decimal comma in some countries.
+  return std::to_string(index) + ", NVIDIA L40S, " + encode(utilization) + " %, " + encode(usedMB) +
+         " MiB, 1000 MiB, " + encode(temperature) + ", 100.00 W, 350.00 W\n";
 }
 
 /// A row of the process table.

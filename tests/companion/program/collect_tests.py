@@ -406,7 +406,8 @@ class Config(CollectTest):
         (folder / "config.toml").write_text(text)
 
     def test_names_hosts_for_both_verbs(self):
-        self.config(f'hosts = ["a", "b=ada@c"]\nssh = "{self.ssh}"\nevery = "1h"\nfile = "x.json"\n')
+        self.config(f'hosts = ["a", "b=ada@c"]\nssh = "{self.ssh}"\n'
+                    'every = "1h"\nfile = "x.json"\n')
         self.assertEqual(sorted(self.servers(self.tavrine("collect"))), ["a", "b"])
         process = self.start("refresh")
         self.assertIn(b"2 servers", process.stderr.readline())
