@@ -1,6 +1,5 @@
 #include "companion/diagnose/log_diagnosis.h"
 
-#include <TavrineShared/model/json_conventions.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,7 +16,7 @@ using testing::ElementsAre;
 std::string logOf(int points, int apart, const std::string& rest = R"("gpu_util":95)") {
   std::string text;
   for (int i = 0; i < points; ++i) {
-    text += R"({"t":)" + encode(i * apart) + "," + rest + "}\n";
+    text += R"({"t":)" + std::to_string(i * apart) + "," + rest + "}\n";
   }
   return text;
 }

@@ -15,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/huge_texts.h"
 #include "tests/support/naive_nvidia_smi_parser.h"
 #include "tests/support/rows.h"
 #include "tests/support/told.h"
@@ -507,36 +508,15 @@ TEST(NVIDIASMIParser, readsRealCapturesIntoTheirGoldenRecords) {
   EXPECT_GE(captures, 8U);
 }
 
-struct Huge {
-  std::string_view name;
-  std::string_view piece;
-};
+class NVIDIASMIParserHuge : public testing::TestWithParam<HugeText> {};
 
-void PrintTo(const Huge& huge, std::ostream* out) { *out << huge.name; }
-
-class NVIDIASMIParserHuge : public testing::TestWithParam<Huge> {};
-
-// 100 MB without a record, findings included: neither time nor memory may run away.
 TEST_P(NVIDIASMIParserHuge, givesNothingAndEnds) {
-  constexpr std::size_t kSize = 100'000'000;
-  std::string text;
-  text.reserve(kSize);
-  while (text.size() < kSize) text += GetParam().piece;
   Findings findings;
-  EXPECT_THAT(parseCSV(text, &findings), IsEmpty());
+  EXPECT_THAT(parseCSV(GetParam().text(), &findings), IsEmpty());
   EXPECT_LE(findings.list().size(), Findings::kDefaultLimit);
 }
 
-const std::vector<Huge> kHugeRows = {
-    {"one line of letters", "abcdefghij"},
-    {"only line feeds", "\n"},
-    {"only commas", ","},
-    {"only tabs", "\t"},
-    {"short lines", "x\n"},
-    {"only continuation bytes", "\x80"},
-};
-
-INSTANTIATE_TEST_SUITE_P(, NVIDIASMIParserHuge, rows(kHugeRows));
+INSTANTIATE_TEST_SUITE_P(, NVIDIASMIParserHuge, rows(kHugeTexts));
 
 }  // namespace
 }  // namespace tavrine

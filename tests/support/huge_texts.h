@@ -15,9 +15,10 @@ struct HugeText {
 
   std::string text() const {
     constexpr std::size_t kSize = 100'000'000;
-    std::string text;
-    text.reserve(kSize + piece.size());
-    while (text.size() < kSize) text += piece;
+    std::string text(piece);
+    text.reserve(2 * kSize);
+    while (text.size() < kSize) text.append(text);  // twice as long each time
+    text.resize(kSize - kSize % piece.size());
     return text;
   }
 };
