@@ -1,6 +1,5 @@
 #include "companion/diagnose/log_diagnosis.h"
 
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
