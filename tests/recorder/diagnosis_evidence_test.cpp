@@ -32,9 +32,7 @@ RecorderLogPoint ofPhase(std::string phase, RecorderLogPoint point) {
   return point;
 }
 
-std::string shown(const std::optional<double>& value) {
-  return value ? encode(*value) : "-";
-}
+std::string shown(const std::optional<double>& value) { return value ? encode(*value) : "-"; }
 
 /// The steps as lines of text, such as "memory no: tensor_active 0.2 < 0.3 yes, ...".
 std::vector<std::string> stepLines(const DiagnosisEvidence& evidence) {
