@@ -26,4 +26,5 @@ heading "A recorded lab: 'tavrine assemble examples/lab | tavrine show -'"
 told "$tavrine" assemble "$examples" | told "$tavrine" show -
 
 heading "What holds its runs back: 'tavrine diagnose examples/lab/*/runs/*/recorder.jsonl'"
-(cd "$examples" && "$tavrine" diagnose */runs/*/recorder.jsonl)
+cd "$examples"
+told "$tavrine" diagnose */runs/*/recorder.jsonl
