@@ -23,8 +23,7 @@ class AlertList {
   /// `condition` and `subject` tell this alert from all others of the server.
   void raise(std::string_view condition, const std::string& subject, AlertSeverity severity,
              std::string title, std::string message, std::optional<std::string> run = {}) {
-    const UUID id =
-        StableID::uuid("alert:" + std::string(condition) + ":" + server_.name + ":" + subject);
+    const UUID id = idOf(condition, subject);
     alerts_.push_back({.id = id,
                        .severity = severity,
                        .title = std::move(title),
@@ -33,6 +32,14 @@ class AlertList {
                        .runName = std::move(run),
                        .timestamp = firstSeen(id)});
   }
+
+  /// Of an alert, before it is raised.
+  UUID idOf(std::string_view condition, const std::string& subject) const {
+    return StableID::uuid("alert:" + std::string(condition) + ":" + server_.name + ":" + subject);
+  }
+
+  /// Raises an alert of the previous snapshot once more.
+  void keep(const TavrineAlert& alert) { alerts_.push_back(alert); }
 
   std::vector<TavrineAlert> take() { return std::move(alerts_); }
 
@@ -65,8 +72,26 @@ void raiseHot(const ServerState& server, AlertList& alerts) {
   }
 }
 
+constexpr std::string_view kLostCondition = "gpu-lost";
+constexpr std::string_view kLostTitle = "GPU lost";
+
+// The snapshot before has lacked the GPU as well, so it is its alert that remembers it.
+void raiseLostBefore(const ServerState& server, const AppSnapshot& previous, AlertList& alerts) {
+  constexpr double kDay = 24 * 60 * 60;
+  for (const TavrineAlert& alert : previous.alerts) {
+    const bool isOurs = alert.title == kLostTitle && alert.serverName == server.name;
+    if (!isOurs || (server.takenAt - alert.timestamp).count() > kDay) continue;
+    const bool isBack =
+        std::any_of(server.gpus.begin(), server.gpus.end(), [&](const GPUStat& gpu) {
+          return alerts.idOf(kLostCondition, std::to_string(gpu.index)) == alert.id;
+        });
+    if (!isBack) alerts.keep(alert);
+  }
+}
+
 void raiseLost(const ServerState& server, const AppSnapshot* previous, AlertList& alerts) {
   if (previous == nullptr || !server.gpusAreKnown) return;
+  raiseLostBefore(server, *previous, alerts);
   const auto before =
       std::find_if(previous->servers.begin(),
                    previous->servers.end(),
@@ -78,10 +103,10 @@ void raiseLost(const ServerState& server, const AppSnapshot* previous, AlertList
           return each.index == gpu.index;
         });
     if (isThere) continue;
-    alerts.raise("gpu-lost",
+    alerts.raise(kLostCondition,
                  std::to_string(gpu.index),
                  AlertSeverity::critical,
-                 "GPU lost",
+                 std::string(kLostTitle),
                  gpuName(gpu.index) + " (" + gpu.name + ") is no longer there.");
   }
 }

@@ -72,7 +72,9 @@ void append(std::vector<R>& all, std::vector<R> more) {
 void addServer(const Capture& capture, const AppSnapshot* previous, Assembly& assembly) {
   AppSnapshot& snapshot = assembly.snapshot;
   ServerState server = readServer(capture, assembly.findings);
-  std::vector<TrainingRun> runs = readRuns(capture, server, previous, assembly.findings);
+  std::vector<TrainingRun> runs = server.connection == ServerConnectionState::offline
+                                      ? runsLastSeen(server.name, previous, assembly.findings)
+                                      : readRuns(capture, server, previous, assembly.findings);
   snapshot.servers.push_back(summaryOf(server, runs, previous));
   append(snapshot.alerts, alertsOf(server, runs, previous));
   append(snapshot.runs, std::move(runs));

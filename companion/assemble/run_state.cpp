@@ -372,4 +372,25 @@ std::vector<TrainingRun> readRuns(const Capture& capture, const ServerState& ser
   return runs;
 }
 
+std::vector<TrainingRun> runsLastSeen(const std::string& server, const AppSnapshot* previous,
+                                      FindingsBook& book) {
+  std::vector<TrainingRun> runs;
+  if (previous == nullptr) return runs;
+  for (const TrainingRun& before : previous->runs) {
+    if (before.serverName != server) continue;
+    TrainingRun& run = runs.emplace_back(before);
+    if (isActive(run.status)) {
+      run.status = RunStatus::idle;
+      run.health = RunHealth::unknown;
+    }
+    run.throughput = 0;
+    run.flopsTFLOPs = 0;
+    run.gpuUtilization = 0;
+    run.vramUsedGB = 0;
+    run.powerDrawW = 0;
+  }
+  keepEncodable(runs, "runs", book.open(server + "/" + std::string(kRunsFolder)));
+  return runs;
+}
+
 }  // namespace tavrine

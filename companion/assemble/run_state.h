@@ -7,6 +7,7 @@
 
 #include <TavrineShared/model/app_snapshot.h>
 
+#include <string>
 #include <vector>
 
 namespace tavrine {
@@ -36,5 +37,11 @@ constexpr bool isActive(RunStatus status) {
 /// those of the server's GPUs, but only while the run is active.
 std::vector<TrainingRun> readRuns(const Capture& capture, const ServerState& server,
                                   const AppSnapshot* previous, FindingsBook& book);
+
+/// The runs of a server that does not answer, as `previous`, which may be null, has them: so that
+/// they keep their course until it does again. Nobody knows what they do now: one that was active
+/// is idle and of unknown health, and all figures of the moment are 0.
+std::vector<TrainingRun> runsLastSeen(const std::string& server, const AppSnapshot* previous,
+                                      FindingsBook& book);
 
 }  // namespace tavrine

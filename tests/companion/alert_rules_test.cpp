@@ -172,6 +172,27 @@ TEST(AlertsOf, tellsOfAGPUThatIsLost) {
   EXPECT_EQ(alerts[0].message, "GPU 1 (NVIDIA L40S) is no longer there.");
 }
 
+TEST(AlertsOf, tellsOfALostGPUForADayOrUntilItIsBack) {
+  ServerState left = server();
+  left.gpus = {gpu(0, 40)};
+  AppSnapshot before = snapshotWith({gpu(0, 40), gpu(1, 40)});
+  const std::vector<TavrineAlert> first = alertsOf(left, {}, &before);
+  before = snapshotWith({gpu(0, 40)});
+  before.alerts = first;
+  constexpr auto kDay = std::chrono::hours(24);
+  left.takenAt += kDay;
+  EXPECT_EQ(alertsOf(left, {}, &before), first);
+  left.takenAt += std::chrono::seconds(1);
+  EXPECT_THAT(alertsOf(left, {}, &before), IsEmpty());
+
+  ServerState whole = server();
+  whole.gpus = {gpu(0, 40), gpu(1, 40)};
+  EXPECT_THAT(alertsOf(whole, {}, &before), IsEmpty());
+  before.alerts.front().serverName = "gpu-02";
+  left.takenAt = server().takenAt;
+  EXPECT_THAT(alertsOf(left, {}, &before), IsEmpty());
+}
+
 TEST(AlertsOf, knowsOfNoLossWithoutAnAnswer) {
   ServerState silent = server();
   silent.gpusAreKnown = false;

@@ -106,6 +106,34 @@ TEST(Assemble, remembersWhenAServerWasLastSeen) {
   }
 }
 
+TEST(Assemble, keepsTheRunsOfAServerThatDoesNotAnswer) {
+  Capture there = healthyCapture();
+  there.texts["runs/a/train.log"] = "loss: 1\n";
+  there.texts["runs/b/train.log"] = "Traceback (most recent call last)\n";
+  AppSnapshot previous = assemble({&there, 1}, nullptr).snapshot;
+  ASSERT_EQ(previous.runs.size(), 2U);
+  ASSERT_EQ(previous.runs[0].status, RunStatus::running);
+  ASSERT_EQ(previous.runs[1].status, RunStatus::failed);
+  const TrainingRun seen = previous.runs[0];
+  for (int round = 1; round <= 2; ++round) {
+    const Capture gone = offlineCapture(60.0 * round);
+    previous = assemble({&gone, 1}, &previous).snapshot;
+    ASSERT_EQ(previous.runs.size(), 2U);
+    EXPECT_EQ(previous.runs[0].id, seen.id);
+    EXPECT_EQ(previous.runs[0].status, RunStatus::idle);
+    EXPECT_EQ(previous.runs[0].health, RunHealth::unknown);
+    EXPECT_EQ(previous.runs[0].gpuUtilization, 0);
+    EXPECT_EQ(previous.runs[0].metrics, seen.metrics);
+    EXPECT_EQ(previous.runs[1].status, RunStatus::failed);
+    EXPECT_EQ(previous.servers.front().activeRuns, 0);
+  }
+  there.info.takenAt += std::chrono::seconds(300);
+  const AppSnapshot back = assemble({&there, 1}, &previous).snapshot;
+  EXPECT_EQ(back.runs[0].status, RunStatus::running);
+  EXPECT_EQ(back.runs[0].startedAt, seen.startedAt);
+  EXPECT_EQ(back.runs[0].metrics.size(), 2U);
+}
+
 TEST(Assemble, dropsWhatAnEarlierSnapshotCannotGiveOn) {
   const Capture gone = offlineCapture(60);
   const Capture there = healthyCapture();
