@@ -203,8 +203,25 @@ FileBytes readFile(const fs::path& path) {
   return {std::move(bytes), size};
 }
 
+// What is no file would be gone: /dev/null, say, for everybody.
+void requireNoDevice(const fs::path& path) {
+  std::error_code unknown;
+  switch (fs::symlink_status(path, unknown).type()) {
+    case fs::file_type::block:
+    case fs::file_type::character:
+    case fs::file_type::fifo:
+    case fs::file_type::socket:
+      throw fs::filesystem_error("cannot replace, not a regular file",
+                                 path,
+                                 std::make_error_code(std::errc::invalid_argument));
+    default:
+      return;
+  }
+}
+
 void replaceFile(const fs::path& path, std::string_view bytes) {
   requireFileName(path);
+  requireNoDevice(path);
   Temporary temporary(path);
   temporary.write(bytes);
   temporary.takeThePlace();

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 namespace tavrine {
@@ -17,8 +19,12 @@ namespace {
 
 class AlertList {
  public:
-  AlertList(const ServerState& server, const AppSnapshot* previous)
-      : server_(server), previous_(previous) {}
+  AlertList(const ServerState& server, const AppSnapshot* previous) : server_(server) {
+    if (previous == nullptr) return;
+    for (const TavrineAlert& alert : previous->alerts) {
+      if (alert.serverName == server.name) firstSeen_.try_emplace(alert.id, alert.timestamp);
+    }
+  }
 
   /// `condition` and `subject` tell this alert from all others of the server.
   void raise(std::string_view condition, const std::string& subject, AlertSeverity severity,
@@ -35,7 +41,8 @@ class AlertList {
 
   /// Of an alert, before it is raised.
   UUID idOf(std::string_view condition, const std::string& subject) const {
-    return StableID::uuid("alert:" + std::string(condition) + ":" + server_.name + ":" + subject);
+    // No name of a server holds a line feed, so no two alerts have the same text.
+    return StableID::uuid("alert:" + std::string(condition) + ":" + server_.name + "\n" + subject);
   }
 
   /// Raises an alert of the previous snapshot once more.
@@ -45,15 +52,12 @@ class AlertList {
 
  private:
   Timestamp firstSeen(const UUID& id) const {
-    if (previous_ == nullptr) return server_.takenAt;
-    const auto found = std::find_if(previous_->alerts.begin(),
-                                    previous_->alerts.end(),
-                                    [&id](const TavrineAlert& alert) { return alert.id == id; });
-    return found == previous_->alerts.end() ? server_.takenAt : found->timestamp;
+    const auto found = firstSeen_.find(id);
+    return found == firstSeen_.end() ? server_.takenAt : found->second;
   }
 
   const ServerState& server_;
-  const AppSnapshot* previous_;
+  std::unordered_map<UUID, Timestamp> firstSeen_;  // as far as the previous snapshot tells
   std::vector<TavrineAlert> alerts_;
 };
 
@@ -78,14 +82,14 @@ constexpr std::string_view kLostTitle = "GPU lost";
 // The snapshot before has lacked the GPU as well, so it is its alert that remembers it.
 void raiseLostBefore(const ServerState& server, const AppSnapshot& previous, AlertList& alerts) {
   constexpr double kDay = 24 * 60 * 60;
+  std::unordered_set<UUID> back;
+  for (const GPUStat& gpu : server.gpus) {
+    back.insert(alerts.idOf(kLostCondition, std::to_string(gpu.index)));
+  }
   for (const TavrineAlert& alert : previous.alerts) {
     const bool isOurs = alert.title == kLostTitle && alert.serverName == server.name;
     if (!isOurs || (server.takenAt - alert.timestamp).count() > kDay) continue;
-    const bool isBack =
-        std::any_of(server.gpus.begin(), server.gpus.end(), [&](const GPUStat& gpu) {
-          return alerts.idOf(kLostCondition, std::to_string(gpu.index)) == alert.id;
-        });
-    if (!isBack) alerts.keep(alert);
+    if (!back.contains(alert.id)) alerts.keep(alert);
   }
 }
 
@@ -97,12 +101,10 @@ void raiseLost(const ServerState& server, const AppSnapshot* previous, AlertList
                    previous->servers.end(),
                    [&](const ServerSummary& each) { return each.name == server.name; });
   if (before == previous->servers.end()) return;
+  std::unordered_set<std::int64_t> there;
+  for (const GPUStat& gpu : server.gpus) there.insert(gpu.index);
   for (const GPUStat& gpu : before->gpus) {
-    const bool isThere =
-        std::any_of(server.gpus.begin(), server.gpus.end(), [&gpu](const GPUStat& each) {
-          return each.index == gpu.index;
-        });
-    if (isThere) continue;
+    if (there.contains(gpu.index)) continue;
     alerts.raise(kLostCondition,
                  std::to_string(gpu.index),
                  AlertSeverity::critical,

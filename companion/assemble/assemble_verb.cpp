@@ -16,6 +16,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -34,7 +35,13 @@ struct AssembleOptions {
   JSONOptions json;
 };
 
-bool isCapture(const fs::path& folder) { return fs::exists(folder / kCaptureInfoFile); }
+// Also one whose capture.json has been lost.
+bool isCapture(const fs::path& folder) {
+  return fs::exists(folder / kCaptureInfoFile) ||
+         std::any_of(kCommandFiles.begin(), kCommandFiles.end(), [&](const CommandFile& each) {
+           return fs::exists(folder / each.file);
+         });
+}
 
 // A folder of captures stands for them, in the order of their names. One that is hidden is only
 // being written.
@@ -49,6 +56,11 @@ std::vector<fs::path> captureFolders(const std::string& name) {
       }
     }
     std::sort(folders.begin(), folders.end());
+  }
+  if (folders.empty() && !isCapture(folder)) {
+    throw fs::filesystem_error("no capture, and no folder of captures",
+                               folder,
+                               std::make_error_code(std::errc::invalid_argument));
   }
   if (folders.empty()) folders.push_back(folder);
   return folders;
@@ -78,7 +90,7 @@ ExitStatus runAssemble(const AssembleOptions& options) {
   }
   bool isAnythingLost = false;
   for (const FindingsBook* const book : {&reading, &assembly.findings}) {
-    isAnythingLost = tellLosses(*book, options.findings) || isAnythingLost;
+    isAnythingLost = tellLosses(*book, options.findings, options.redact) || isAnythingLost;
   }
   return isAnythingLost ? ExitStatus::findings : ExitStatus::fine;
 }

@@ -1,5 +1,6 @@
 #include "companion/assemble/assembly_output.h"
 
+#include "companion/redact/redaction.h"
 #include "companion/shell/output.h"
 #include "companion/views/findings_text.h"
 #include "companion/views/visible_text.h"
@@ -43,10 +44,11 @@ std::string lossSummary(const FindingsBook& book) {
          std::to_string(sources) + (sources == 1 ? " source" : " sources");
 }
 
-bool tellLosses(const FindingsBook& book, bool inFull) {
+bool tellLosses(const FindingsBook& book, bool inFull, bool redact) {
   const std::string summary = lossSummary(book);
   if (inFull) {
-    writeWords(sourceFindingsText(book));
+    const std::string text = sourceFindingsText(book);
+    writeWords(redact ? redacted(std::string_view(text)) : text);
   } else if (!summary.empty()) {
     say(summary + "; --findings tells of what, and why");
   }

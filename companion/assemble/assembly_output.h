@@ -14,6 +14,6 @@ std::string sourceFindingsText(const FindingsBook& book);
 std::string lossSummary(const FindingsBook& book);
 
 /// Says on standard error what was lost: all of it, or the one line. False when nothing was.
-bool tellLosses(const FindingsBook& book, bool inFull);
+bool tellLosses(const FindingsBook& book, bool inFull, bool redact);
 
 }  // namespace tavrine

@@ -142,7 +142,8 @@ double trainingMemoryMB(const std::vector<ProcessStat>& processes) {
 // --- The run ---
 
 UUID runID(const std::string& server, const std::string& run) {
-  return StableID::uuid("run:" + server + ":" + run);
+  // No name holds a line feed, so no two runs have the same text.
+  return StableID::uuid("run:" + server + "\n" + run);
 }
 
 class RunReader {

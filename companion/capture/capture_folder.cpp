@@ -151,6 +151,13 @@ void writePrivateFile(const fs::path& file, std::string_view bytes) {
   throw fs::filesystem_error(why, folder, std::make_error_code(code));
 }
 
+// True also when there is nothing at all any more.
+bool isReplaceable(const fs::path& folder) {
+  std::error_code gone;
+  if (fs::is_empty(folder, gone) || fs::exists(folder / kCaptureInfoFile, gone)) return true;
+  return !fs::exists(folder, gone);
+}
+
 // Nothing but an earlier capture may be thrown away, and none that is elsewhere.
 void requireReplaceable(const fs::path& folder) {
   const fs::file_type type = fs::symlink_status(folder).type();
@@ -158,7 +165,11 @@ void requireReplaceable(const fs::path& folder) {
   if (type != fs::file_type::directory) {
     refuse(folder, "not replaced, since it is no folder", std::errc::not_a_directory);
   }
-  if (fs::is_empty(folder) || fs::exists(folder / kCaptureInfoFile)) return;
+  // Another writer may have been just about to put its own in this place.
+  constexpr int kLooks = 3;
+  for (int look = 0; look < kLooks; ++look) {
+    if (isReplaceable(folder)) return;
+  }
   refuse(folder, "not replaced, since it is no capture", std::errc::directory_not_empty);
 }
 

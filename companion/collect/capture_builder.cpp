@@ -103,7 +103,11 @@ class CaptureBuilder {
       std::string_view part = piece.name;
       if (!part.starts_with(kind) || part.size() <= kind.size()) continue;
       part.remove_prefix(kind.size() + 1);
-      if (part == "path") files.push_back({.path = piece.text, .age = {}, .text = nullptr});
+      if (part == "path") {
+        // Who sends more than the script does is not worth the time.
+        if (files.size() == kMostFilesOfKind) break;
+        files.push_back({.path = piece.text, .age = {}, .text = nullptr});
+      }
       if (files.empty()) continue;
       if (part == "age") files.back().age = readInteger(piece.text);
       if (part == "text") files.back().text = &piece;

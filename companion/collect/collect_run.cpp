@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <utility>
 
 namespace tavrine {
@@ -36,6 +37,16 @@ class ProgressLine {
   bool isShown_;
 };
 
+// A folder that cannot be written costs none of the others, nor the snapshot.
+void keepTold(Capture& capture, const std::string& folder) {
+  try {
+    writeCapture(capture, captureFolder(folder, capture.info.server));
+  } catch (const std::filesystem::filesystem_error& error) {
+    say(error.what());
+    capture.info.problem = capture.info.problem.value_or("its capture could not be kept");
+  }
+}
+
 }  // namespace
 
 std::vector<Capture> collectTold(const CollectRequest& request, const CollectOptions& options) {
@@ -60,8 +71,7 @@ std::vector<Capture> collectTold(const CollectRequest& request, const CollectOpt
       say(capture.info.server + ": " + result.command + " printed too much; " +
           std::to_string(*result.cutBytes) + " bytes were not kept");
     }
-    if (!options.captures) continue;
-    writeCapture(capture, captureFolder(*options.captures, capture.info.server));
+    if (options.captures) keepTold(capture, *options.captures);
   }
   return captures;
 }

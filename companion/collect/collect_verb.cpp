@@ -5,6 +5,7 @@
 #include "companion/collect/collect_run.h"
 #include "companion/collect/collect_verbs.h"
 #include "companion/collect/collector_script.h"
+#include "companion/redact/redaction.h"
 #include "companion/shell/interruption.h"
 #include "companion/shell/json_output.h"
 #include "companion/shell/output.h"
@@ -15,6 +16,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tavrine {
@@ -46,9 +48,11 @@ ExitStatus runCollect(const CollectVerbOptions& options) {
   if (options.collect.captures) {
     printFolders(captures, *options.collect.captures);
   } else {
-    const Assembly assembly = assemble(captures, nullptr);
+    Assembly assembly = assemble(captures, nullptr);
+    if (options.collect.redact) assembly.snapshot = redacted(std::move(assembly.snapshot));
     writeJSON(encode(assembly.snapshot, options.json.style()));
-    isAllWell = !tellLosses(assembly.findings, options.collect.findings) && isAllWell;
+    isAllWell = !tellLosses(assembly.findings, options.collect.findings, options.collect.redact) &&
+                isAllWell;
   }
   return isAllWell ? ExitStatus::fine : ExitStatus::findings;
 }

@@ -29,15 +29,16 @@ age() {
 }
 )sh";
 
-// Of one kind of file: those that match a pattern and can be read. With IFS empty a pattern may
+// Of one kind of file: those that match a pattern and can be read. Links are passed over: anybody
+// could make one to what only the user who asks may read. With IFS empty a pattern may
 // hold blanks. There may be thousands; nobody wants to see more than some.
 constexpr std::string_view kFilesLoop = R"sh(
 count=0
 IFS=
 for file in PATTERNS; do
-  if [ ! -f "$file" ] || [ ! -r "$file" ]; then continue; fi
+  if [ -L "$file" ] || [ ! -f "$file" ] || [ ! -r "$file" ]; then continue; fi
   count=$((count + 1))
-  if [ "$count" -gt 64 ]; then break; fi
+  if [ "$count" -gt MOST ]; then break; fi
   unset IFS
   text KIND-path "$file"
   age KIND-age "$file"
@@ -86,6 +87,7 @@ std::string patternWord(std::string_view pattern) {
 std::string filesLoop(std::string_view kind, const std::string& words, const std::string& command) {
   if (words.empty()) return "";
   std::string loop = replaced(std::string(kFilesLoop), "KIND", kind);
+  loop = replaced(std::move(loop), "MOST", std::to_string(kMostFilesOfKind));
   loop = replaced(std::move(loop), "COMMAND", command);
   return replaced(std::move(loop), "PATTERNS", words);
 }

@@ -36,6 +36,9 @@ inline constexpr std::string_view kAgentFilePiece = "agent-file";
 inline constexpr std::string_view kAgentCommandPiece = "agent-command";
 inline constexpr std::string_view kLastPiece = "done";
 
+/// Files of one of these kinds that a host sends at most.
+inline constexpr std::size_t kMostFilesOfKind = 64;
+
 /// A word of 128 random bits.
 std::string makeWord();
 

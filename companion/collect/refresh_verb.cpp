@@ -3,6 +3,7 @@
 #include "companion/collect/collect_options.h"
 #include "companion/collect/collect_run.h"
 #include "companion/collect/collect_verbs.h"
+#include "companion/redact/redaction.h"
 #include "companion/shell/duration.h"
 #include "companion/shell/interruption.h"
 #include "companion/shell/output.h"
@@ -23,6 +24,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace tavrine {
 
@@ -72,13 +74,15 @@ bool refreshOnce(const CollectRequest& request, const RefreshOptions& options,
   const std::vector<Capture> captures = collectTold(request, options.collect);
   if (isInterrupted()) return false;
   const std::optional<AppSnapshot> previous = SnapshotDiskStore::read(file);
-  const Assembly assembly = assemble(captures, previous ? &*previous : nullptr);
+  Assembly assembly = assemble(captures, previous ? &*previous : nullptr);
+  if (options.collect.redact) assembly.snapshot = redacted(std::move(assembly.snapshot));
   SnapshotDiskStore::write(assembly.snapshot, file);
   const double seconds = std::chrono::duration<double>(Clock::now() - started).count();
   say(timeText(assembly.snapshot.timestamp) + ": " + outcome(assembly.snapshot) + "; took " +
       oneDecimal(seconds) + " s and " + significantDigits(cpuSeconds() - cpuBefore, 2) +
       " s of CPU");
-  return !tellLosses(assembly.findings, options.collect.findings) && areWhole(captures);
+  return !tellLosses(assembly.findings, options.collect.findings, options.collect.redact) &&
+         areWhole(captures);
 }
 
 // What worked before will work again, once there is room on the disk, say.

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
+#include <utility>
 
 namespace tavrine {
 
@@ -26,45 +28,82 @@ std::size_t endOfText(std::string_view json) {
   return 0;
 }
 
-void appendRedacted(std::string& out, std::string_view literal) {
-  JSONReader reader(literal);
-  std::string text;
-  if (reader.readText(text) != JSONResult::ok) {
-    out.append(literal);
-    return;
+// Whether a value under this name is a secret, by the rules of redaction.h.
+bool isSecretName(const std::string& name) {
+  const std::string assignment = name + "=x";
+  return redacted(std::string_view(assignment)) != assignment;
+}
+
+// Takes a document apart into texts and what stands between them, and leaves out secrets.
+class JSONRedaction {
+ public:
+  explicit JSONRedaction(std::size_t size) { out_.reserve(size); }
+
+  // Between texts stand signs and numbers; where the beginning or the end of a document is cut off,
+  // a text may be among them, and is taken for one without quotes.
+  void addBetween(std::string_view part) {
+    out_.append(redacted(part));
+    const std::size_t sign = part.find_first_not_of(" \t\r\n");
+    const bool isName = sign != std::string_view::npos && part[sign] == ':';
+    isSecretValue_ = isName && isSecretName(text_);
   }
-  const std::string kept = redacted(std::string_view(text));
-  if (kept == text) {
-    out.append(literal);
-    return;
+
+  void addText(std::string_view literal) {
+    JSONReader reader(literal);
+    if (reader.readText(text_) != JSONResult::ok) {
+      out_.append(redacted(literal));
+      return;
+    }
+    const std::string kept =
+        isSecretValue_ ? std::string(kRedacted) : redacted(std::string_view(text_));
+    if (kept == text_) {
+      out_.append(literal);
+      return;
+    }
+    JSONWriter writer(JSONStyle::compact);
+    writer.text(kept);
+    out_.append(writer.take());
   }
-  JSONWriter writer(JSONStyle::compact);
-  writer.text(kept);
-  out.append(writer.take());
+
+  std::string take() { return std::move(out_); }
+
+ private:
+  std::string out_;
+  std::string text_;            // the last one
+  bool isSecretValue_ = false;  // what a text that comes now is
+};
+
+void redactInfo(CaptureInfo& info) {
+  const auto redact = [](std::optional<std::string>& text) {
+    if (text) text = redacted(std::string_view(*text));
+  };
+  redact(info.problem);
+  for (CapturedRun& run : info.runs) {
+    redact(run.logPath);
+    redact(run.recorderPath);
+  }
 }
 
 }  // namespace
 
 std::string redactedJSON(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
+  JSONRedaction redaction(text.size());
   while (!text.empty()) {
     const std::size_t start = std::min(text.find('"'), text.size());
-    out.append(text.substr(0, start));
+    redaction.addBetween(text.substr(0, start));
     text.remove_prefix(start);
     if (text.empty()) break;
     const std::size_t end = endOfText(text);
-    if (end == 0) {
-      // What has no end is no JSON; looking for one again and again would take for ever.
-      const std::size_t lineEnd = std::min(text.find('\n'), text.size());
-      out.append(text.substr(0, lineEnd));
-      text.remove_prefix(lineEnd);
-      continue;
+    // What has no end is no JSON; looking for one again and again would take for ever.
+    const std::size_t length = end != 0 ? end : std::min(text.find('\n'), text.size());
+    if (end != 0) {
+      redaction.addText(text.substr(0, length));
+    } else {
+      redaction.addBetween(text.substr(0, length));
     }
-    appendRedacted(out, text.substr(0, end));
-    text.remove_prefix(end);
+    text.remove_prefix(length);
   }
-  return out;
+  return redaction.take();
 }
 
 Capture redacted(Capture capture) {
@@ -72,6 +111,7 @@ Capture redacted(Capture capture) {
     const bool isJSON = path.ends_with(".json") || path.ends_with(".jsonl");
     text = isJSON ? redactedJSON(text) : redacted(std::string_view(text));
   }
+  redactInfo(capture.info);
   return capture;
 }
 

@@ -243,7 +243,7 @@ TEST(AlertsOf, givesEachConditionItsOwnId) {
   }
   EXPECT_EQ(ids.size(), 16U);
   // Other programs may have kept it.
-  EXPECT_EQ(ids.front(), StableID::uuid("alert:offline:gpu-01:"));
+  EXPECT_EQ(ids.front(), StableID::uuid("alert:offline:gpu-01\n"));
 }
 
 }  // namespace

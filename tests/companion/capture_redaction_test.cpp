@@ -22,33 +22,50 @@ class RedactedJSON : public testing::TestWithParam<DocumentRow> {};
 
 TEST_P(RedactedJSON, staysJSON) { EXPECT_EQ(redactedJSON(GetParam().text), GetParam().want); }
 
-INSTANTIATE_TEST_SUITE_P(Rows, RedactedJSON,
-                         rows<DocumentRow>({
-                             {"empty", "", ""},
-                             {"nothingSecret",
-                              R"({"t": 1, "cmdline": "python x"})",
-                              R"({"t": 1, "cmdline": "python x"})"},
-                             {"theLastWordOfAText",
-                              R"({"cmdline":"python x --token abc"})",
-                              R"({"cmdline":"python x --token [redacted]"})"},
-                             {"aQuotedValue",
-                              R"({"cmdline":"x --password \"a b\" y"})",
-                              R"({"cmdline":"x --password \"[redacted]\" y"})"},
-                             {"severalLines",
-                              "{\"cmdline\":\"API_KEY=1 x\"}\n{\"t\":2}\n",
-                              "{\"cmdline\":\"API_KEY=[redacted] x\"}\n{\"t\":2}\n"},
-                             {"aTextWithoutAnEnd",
-                              "{\"a\": \"--token b\n\"--token c\"",
-                              "{\"a\": \"--token b\n\"--token [redacted]\""},
-                             {"noText", "\"\\x --token b\"", "\"\\x --token b\""},
-                             {"noJSON", "token: abc", "token: abc"},
-                         }),
-                         rowName);
+INSTANTIATE_TEST_SUITE_P(
+    Rows, RedactedJSON,
+    rows<DocumentRow>({
+        {"empty", "", ""},
+        {"nothingSecret",
+         R"({"t": 1, "cmdline": "python x"})",
+         R"({"t": 1, "cmdline": "python x"})"},
+        {"theLastWordOfAText",
+         R"({"cmdline":"python x --token abc"})",
+         R"({"cmdline":"python x --token [redacted]"})"},
+        {"aQuotedValue",
+         R"({"cmdline":"x --password \"a b\" y"})",
+         R"({"cmdline":"x --password \"[redacted]\" y"})"},
+        {"severalLines",
+         "{\"cmdline\":\"API_KEY=1 x\"}\n{\"t\":2}\n",
+         "{\"cmdline\":\"API_KEY=[redacted] x\"}\n{\"t\":2}\n"},
+        {"aMemberWithASecretName",
+         R"({"password": "a b", "env":{"HF_TOKEN":"c"},"tokenizer":"d"})",
+         R"({"password": "[redacted]", "env":{"HF_TOKEN":"[redacted]"},"tokenizer":"d"})"},
+        {"aLineWhoseBeginningIsCutOff",
+         R"(on x --password abc y", "gpu_util": 5})",
+         R"(on x --password [redacted] y", "gpu_util": 5})"},
+        {"aLineWhoseEndIsCutOff",
+         "{\"t\":1}\n{\"cmdline\": \"x --token abc",
+         "{\"t\":1}\n{\"cmdline\": \"x --token [redacted]"},
+        {"aTextThatIsNone", "\"\\x --token b\"", "\"\\x --token [redacted]"},
+        {"noJSON", "token: abc", "token: [redacted]"},
+    }),
+    rowName);
 
 TEST(RedactedJSON, isLinear) {
   std::string hostile = "\"";
   for (int i = 0; i < 1'000'000; ++i) hostile += "\\\"";
   EXPECT_EQ(redactedJSON(hostile), hostile);
+}
+
+TEST(RedactedCapture, looksAtWhatIsSaidOfTheHost) {
+  Capture capture{};
+  capture.info.problem = "cannot connect, password=abc";
+  capture.info.runs = {{"a", "/x/token=abc/train.log", {}, "/x/token=abc/recorder.jsonl"}};
+  capture = redacted(std::move(capture));
+  EXPECT_EQ(capture.info.problem, "cannot connect, password=[redacted]");
+  EXPECT_EQ(capture.info.runs[0].logPath->find("abc"), std::string::npos);
+  EXPECT_EQ(capture.info.runs[0].recorderPath->find("abc"), std::string::npos);
 }
 
 TEST(RedactedCapture, knowsTextsFromDocuments) {

@@ -133,10 +133,11 @@ class Collect(CollectTest):
     def test_only_a_capture_is_replaced(self):
         (self.folder / "kept/a").mkdir(parents=True)
         self.file("kept/a/thesis", b"years of work")
-        done = self.ask("collect", "--captures", "kept", "a")
-        self.assertEqual(done.returncode, 2)
+        done = self.ask("collect", "--captures", "kept", "a", "b")
+        self.assertEqual(done.returncode, 1)
         self.assertIn("not replaced, since it is no capture", done.stderr)
         self.assertEqual(os.listdir(self.folder / "kept/a"), ["thesis"])
+        self.assertTrue((self.folder / "kept/b/capture.json").exists())
 
     def test_the_script_runs_by_itself(self):
         script = self.tavrine("collect", "--script").stdout

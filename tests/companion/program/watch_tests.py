@@ -412,7 +412,7 @@ class OnAScreen(ProgramTest):
     def test_wide_characters_keep_columns_aligned(self):
         self.show(LAB, columns=100, rows=30)
         self.keys("4")
-        lines = self.wait_for("\u663e\u5361").splitlines()
+        lines = self.wait_for("\u663e\u5361", "PID").splitlines()
         heading = next(line for line in lines if line.startswith("Server "))
         wide = next(line for line in lines if line.startswith("\u663e\u5361"))
         plain = next(line for line in lines if line.startswith("gpu-01"))
