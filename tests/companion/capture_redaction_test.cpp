@@ -61,7 +61,7 @@ TEST(RedactedJSON, isLinear) {
 TEST(RedactedCapture, looksAtWhatIsSaidOfTheHost) {
   Capture capture{};
   capture.info.problem = "cannot connect, password=abc";
-  capture.info.runs = {{"a", "/x/token=abc/train.log", {}, "/x/token=abc/recorder.jsonl"}};
+  capture.info.runs = {{"a", "/x/a token=abc/train.log", {}, "/x/a token=abc/recorder.jsonl"}};
   capture = redacted(std::move(capture));
   EXPECT_EQ(capture.info.problem, "cannot connect, password=[redacted]");
   EXPECT_EQ(capture.info.runs[0].logPath->find("abc"), std::string::npos);
