@@ -316,8 +316,8 @@ TEST_P(Script, readsFilesOfItsOwnFolder) {
 }
 
 TEST_P(Script, readsLogsWhateverIsInThem) {
-  const std::string log =
-      std::string("W0R begin a\nW0RD\nW0RDend x 0\n\0\xFF\r\n%s\\n$(x)", 45) + "\n\n\n";
+  using namespace std::string_literals;
+  const std::string log = "W0R begin a\nW0RD\nW0RDend x 0\n\0\xFF\r\n%s\\n$(x)\n\n\n"s;
   put("a.log", log);
   EXPECT_EQ(logs({below("a.log")}).at("a.log"), log);
   put("a.log", "");
