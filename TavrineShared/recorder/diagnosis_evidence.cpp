@@ -372,8 +372,8 @@ PhaseEvidence PhaseEvidence::of(const StackFrame& stack) {
   if (keyword == nullptr) return evidence;
   evidence.phase = keyword->phase;
   evidence.keyword = keyword->text;
-  const auto found = std::find_if(frames.begin(), frames.end(), [keyword](std::string_view frame) {
-    return decidingKeyword({&frame, 1}) == keyword;
+  const auto found = std::find_if(frames.begin(), frames.end(), [keyword](std::string_view text) {
+    return decidingKeyword({&text, 1}) == keyword;
   });
   evidence.frame = static_cast<std::size_t>(found - frames.begin());
   evidence.withoutLauncher = evidence.phase;
