@@ -315,6 +315,12 @@ TEST_P(Script, readsFilesOfItsOwnFolder) {
   EXPECT_EQ(texts, (std::map<std::string, std::string>{{"-rf.log", "x"}, {"--help", "y"}}));
 }
 
+TEST_P(Script, followsNoLink) {
+  put("a.log", "mine");
+  fs::create_symlink(below("a.log"), below("b.log"));
+  EXPECT_EQ(logs({below("*.log")}), (std::map<std::string, std::string>{{"a.log", "mine"}}));
+}
+
 TEST_P(Script, readsLogsWhateverIsInThem) {
   using namespace std::string_literals;
   const std::string log = "W0R begin a\nW0RD\nW0RDend x 0\n\0\xFF\r\n%s\\n$(x)\n\n\n"s;

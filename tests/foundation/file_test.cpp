@@ -140,6 +140,13 @@ TEST(ReplaceFile, replacesAnOldOne) {
   EXPECT_EQ(folder.names(), std::vector<std::string>{"file"});
 }
 
+TEST(ReplaceFile, leavesAFIFOAlone) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(::mkfifo((folder / "fifo").c_str(), 0600), 0);
+  EXPECT_THROW(replaceFile(folder / "fifo", "a"), std::filesystem::filesystem_error);
+  EXPECT_TRUE(std::filesystem::is_fifo(folder / "fifo"));
+}
+
 TEST(ReplaceFile, worksInTheCurrentFolder) {
   const TemporaryFolder folder;
   const fs::path before = fs::current_path();

@@ -120,6 +120,20 @@ class Collect(CollectTest):
         done = self.tavrine("assemble", "gpu-01")
         self.assertIn("--findings tells of what, and why", done.stderr)
 
+    def test_assemble_finds_a_capture_that_lost_its_info_among_others(self):
+        for server in ("a", "b"):
+            (self.folder / "all" / server).mkdir(parents=True)
+            self.file(f"all/{server}/gpus.csv", GPU.encode())
+        done = self.tavrine("assemble", "all")
+        self.assertEqual([each["name"] for each in json.loads(done.stdout)["servers"]], ["a", "b"])
+        self.assertEqual(done.returncode, 1)
+
+    def test_assemble_takes_nothing_else_for_a_capture(self):
+        (self.folder / "empty").mkdir()
+        done = self.tavrine("assemble", "empty")
+        self.assertEqual((done.returncode, done.stdout), (2, b""))
+        self.assertIn("no capture, and no folder of captures", done.stderr)
+
     def test_what_was_lost_is_told_by_all(self):
         self.script("bin/nvidia-smi", "echo nonsense")
         for verb in ("collect", "refresh"):
