@@ -222,7 +222,8 @@ constexpr auto kDiagnosisColumns = std::to_array<RecordColumn<LogDiagnosis>>({
        const std::size_t count = diagnosis.evidence.doubts.size();
        return {std::to_string(count), count > 0 ? Ink::yellow : Ink::plain};
      }},
-    {{"Log"}, [](const LogDiagnosis& diagnosis) -> Cell { return diagnosis.name; }},
+    {{"Log", Alignment::left, Need::always, Kept::end},
+     [](const LogDiagnosis& diagnosis) -> Cell { return diagnosis.name; }},
 });
 
 }  // namespace

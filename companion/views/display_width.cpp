@@ -32,6 +32,34 @@ std::size_t widthOf(char32_t codePoint) {
   return width == U_EA_WIDE || width == U_EA_FULLWIDTH ? 2 : 1;
 }
 
+std::string beginningOf(std::string_view text, std::size_t width) {
+  std::string_view rest = text;
+  std::size_t shown = 0;
+  std::size_t fitting = 0;  // bytes that leave a column for the ellipsis
+  while (!rest.empty()) {
+    const Character first = firstCharacter(rest);
+    shown += widthOf(first.codePoint);
+    if (shown > width) return std::string(text.substr(0, fitting)).append(kEllipsis);
+    rest.remove_prefix(first.bytes.size());
+    if (shown < width) fitting = text.size() - rest.size();
+  }
+  return std::string(text);
+}
+
+std::string endOf(std::string_view text, std::size_t width) {
+  std::size_t left = displayWidth(text);
+  if (left <= width) return std::string(text);
+  while (!text.empty()) {
+    const Character first = firstCharacter(text);
+    const std::size_t columns = widthOf(first.codePoint);
+    // A mark goes with the character that it stands on.
+    if (left < width && columns > 0) break;
+    left -= columns;
+    text.remove_prefix(first.bytes.size());
+  }
+  return std::string(kEllipsis).append(text);
+}
+
 }  // namespace
 
 std::size_t displayWidth(std::string_view text) {
@@ -45,19 +73,9 @@ std::size_t displayWidth(std::string_view text) {
   return width;
 }
 
-std::string cutToWidth(std::string_view text, std::size_t width) {
+std::string cutToWidth(std::string_view text, std::size_t width, Kept kept) {
   if (text.size() <= width && isPrintableASCII(text)) return std::string(text);
-  std::string_view rest = text;
-  std::size_t shown = 0;
-  std::size_t fitting = 0;  // bytes that leave a column for the ellipsis
-  while (!rest.empty()) {
-    const Character first = firstCharacter(rest);
-    shown += widthOf(first.codePoint);
-    if (shown > width) return std::string(text.substr(0, fitting)).append(kEllipsis);
-    rest.remove_prefix(first.bytes.size());
-    if (shown < width) fitting = text.size() - rest.size();
-  }
-  return std::string(text);
+  return kept == Kept::end ? endOf(text, width) : beginningOf(text, width);
 }
 
 }  // namespace tavrine

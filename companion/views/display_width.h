@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -16,8 +17,12 @@ inline constexpr std::string_view kEllipsis = "\xE2\x80\xA6";
 /// from several) this is what a terminal that looks at one character at a time does.
 std::size_t displayWidth(std::string_view text);
 
+/// Which part of a text is left of it where there is no room for the whole: of a path, the end
+/// tells more.
+enum class Kept : std::uint8_t { beginning, end };
+
 /// `text` itself where it takes no more than `width` columns, otherwise as much of its beginning as
-/// fits before an ellipsis. `width` is at least 1.
-std::string cutToWidth(std::string_view text, std::size_t width);
+/// fits before an ellipsis, or of its end behind one. `width` is at least 1.
+std::string cutToWidth(std::string_view text, std::size_t width, Kept kept = Kept::beginning);
 
 }  // namespace tavrine

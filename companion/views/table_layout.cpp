@@ -1,6 +1,5 @@
 #include "companion/views/table_layout.h"
 
-#include "companion/views/display_width.h"
 #include "companion/views/visible_text.h"
 
 #include <algorithm>
@@ -16,7 +15,7 @@ constexpr std::string_view kGap = "  ";
 constexpr std::size_t kNarrowestLastColumn = 10;
 
 // Characters that take no column of their own would let a cell grow without end; and of a text of
-// megabytes nobody needs more than its beginning made visible.
+// megabytes nobody needs more than its beginning, or its end, made visible.
 constexpr std::size_t kMostBytes = 8 * kWidestCell;
 
 // Puts one line together, cell by cell.
@@ -68,6 +67,17 @@ std::size_t leastWidth(const TextColumn& column, std::size_t width) {
   return std::min(width, std::max(kNarrowestLastColumn, displayWidth(column.heading)));
 }
 
+// Where the character begins that the byte at `i` is part of.
+std::size_t characterStart(std::string_view text, std::size_t i) {
+  constexpr std::size_t kMostBytesBefore = 3;
+  const std::size_t first = i - std::min(i, kMostBytesBefore);
+  const auto continuesCharacter = [text](std::size_t at) {
+    return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U;
+  };
+  while (i > first && continuesCharacter(i)) --i;
+  return i;
+}
+
 // False where every column has to stay.
 bool dropColumn(TableLayout& layout, std::span<const TextColumn> columns) {
   for (std::size_t i = layout.columns.size(); i-- > 0;) {
@@ -81,14 +91,14 @@ bool dropColumn(TableLayout& layout, std::span<const TextColumn> columns) {
 
 }  // namespace
 
-std::string shownText(std::string_view text, std::size_t width) {
-  if (text.size() <= kMostBytes) return cutToWidth(visibleText(text), width);
-  std::size_t end = kMostBytes;
-  const auto continuesCharacter = [text](std::size_t i) {
-    return (static_cast<unsigned char>(text[i]) & 0xC0U) == 0x80U;
-  };
-  while (end > kMostBytes - 4 && continuesCharacter(end)) --end;
-  return cutToWidth(visibleText(text.substr(0, end)).append(kEllipsis), width);
+std::string shownText(std::string_view text, std::size_t width, Kept kept) {
+  if (text.size() <= kMostBytes) return cutToWidth(visibleText(text), width, kept);
+  const bool keepsEnd = kept == Kept::end;
+  const std::size_t cut = characterStart(text, keepsEnd ? text.size() - kMostBytes : kMostBytes);
+  if (keepsEnd) {
+    return cutToWidth(std::string(kEllipsis).append(visibleText(text.substr(cut))), width, kept);
+  }
+  return cutToWidth(visibleText(text.substr(0, cut)).append(kEllipsis), width, kept);
 }
 
 TableLayout TableLayout::of(std::span<const TextColumn> table, std::size_t rowCount,
@@ -122,8 +132,9 @@ StyledLine TableLayout::row(std::span<const TextColumn> table, std::size_t row,
   LineOfCells line;
   for (std::size_t i = 0; i < columns.size(); ++i) {
     const Cell cell = cellText(row, columns[i]);
-    const std::string shown = shownText(cell.text, std::min(widths[i], kWidestCell));
-    line.add(shown, cell.ink, table[columns[i]].alignment, widths[i]);
+    const TextColumn& column = table[columns[i]];
+    const std::string shown = shownText(cell.text, std::min(widths[i], kWidestCell), column.kept);
+    line.add(shown, cell.ink, column.alignment, widths[i]);
   }
   return line.line();
 }

@@ -1,6 +1,7 @@
 // Which columns of a table a screen has room for, how wide each is, and the lines that result.
 #pragma once
 
+#include "companion/views/display_width.h"
 #include "companion/views/styled_line.h"
 
 #include <cstddef>
@@ -24,6 +25,7 @@ struct TextColumn {
   std::string_view heading;
   Alignment alignment = Alignment::left;
   Need need = Need::always;
+  Kept kept = Kept::beginning;  ///< of a cell that is wider than its column
 };
 
 /// Any characters: the table itself makes them visible.
@@ -46,7 +48,7 @@ inline constexpr std::string_view kAbsent = "-";
 inline constexpr std::size_t kWidestCell = 60;
 
 /// A text from elsewhere as a cell shows it: visible, and in no more than `width` columns.
-std::string shownText(std::string_view text, std::size_t width);
+std::string shownText(std::string_view text, std::size_t width, Kept kept = Kept::beginning);
 
 /// Columns are two blanks apart and as wide as their widest cell.
 struct TableLayout {

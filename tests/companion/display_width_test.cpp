@@ -89,6 +89,28 @@ INSTANTIATE_TEST_SUITE_P(Texts, CutToWidth,
                          }),
                          rowName);
 
+class CutToItsEnd : public testing::TestWithParam<CutRow> {};
+
+TEST_P(CutToItsEnd, keepsAsMuchAsFits) {
+  EXPECT_EQ(cutToWidth(GetParam().text, GetParam().width, Kept::end), GetParam().cut);
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, CutToItsEnd,
+                         rows<CutRow>({
+                             {"empty", "", 1, ""},
+                             {"shorter", "abc", 4, "abc"},
+                             {"justFits", "abcd", 4, "abcd"},
+                             {"oneTooMany", "abcde", 4, "\u2026cde"},
+                             {"toOneColumn", "ab", 1, "\u2026"},
+                             {"wideJustFits", "\u663E\u5361", 4, "\u663E\u5361"},
+                             {"wideOneTooMany", "\u663E\u5361", 3, "\u2026\u5361"},
+                             {"wideLeavesABlankColumn", "\u663E\u5361a", 3, "\u2026a"},
+                             {"wideAtOneColumn", "\u663E", 1, "\u2026"},
+                             {"marksStayWithTheirLetter", "xyze\u0301a", 3, "\u2026e\u0301a"},
+                             {"marksGoWithTheirLetter", "xyze\u0301ab", 3, "\u2026ab"},
+                         }),
+                         rowName);
+
 TEST(CutToWidth, neverTakesMoreThanItsWidth) {
   std::mt19937 random(7);
   const std::string_view pieces[] = {"a", "\u663E", "\u0301", "\xFF", "\U0001F525", " "};
@@ -96,10 +118,12 @@ TEST(CutToWidth, neverTakesMoreThanItsWidth) {
     std::string text;
     for (auto count = random() % 12; count > 0; --count) text += pieces[random() % 6];
     const std::size_t width = 1 + random() % 12;
-    const std::string cut = cutToWidth(text, width);
-    ASSERT_LE(displayWidth(cut), width) << testing::PrintToString(text);
-    if (displayWidth(text) <= width) {
-      ASSERT_EQ(cut, text);
+    for (const Kept kept : {Kept::beginning, Kept::end}) {
+      const std::string cut = cutToWidth(text, width, kept);
+      ASSERT_LE(displayWidth(cut), width) << testing::PrintToString(text);
+      if (displayWidth(text) <= width) {
+        ASSERT_EQ(cut, text);
+      }
     }
   }
 }

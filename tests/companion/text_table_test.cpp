@@ -59,6 +59,23 @@ TEST(TextTable, cutsACellAtTheWidest) {
   EXPECT_EQ(table({{tooLong, "1", "x"}}), heading + cut + "     1  x\n");
 }
 
+TEST(TextTable, keepsTheEndOfACellWhereThatTellsMore) {
+  const std::vector<TextColumn> logs = {{"Log", Alignment::left, Need::always, Kept::end}};
+  const auto shown = [&logs](const std::string& path, std::size_t width) {
+    return textTable(logs,
+                     1,
+                     [&path](std::size_t, std::size_t) -> Cell { return path; },
+                     {.width = width});
+  };
+  EXPECT_EQ(shown("/scratch/ada/run/log.jsonl", 12), "Log\n\u2026n/log.jsonl\n");
+  // As far as megabytes are looked at, too, whatever character the cut would fall into.
+  const std::string tail = std::string(kWidestCell - 1, 'n');
+  for (std::size_t bytes = 0; bytes < 4; ++bytes) {
+    const std::string filling(8 * kWidestCell - tail.size() - 4 + bytes, 'n');
+    EXPECT_EQ(shown("\U0001F525\U0001F525" + filling + tail, 1000), "Log\n\u2026" + tail + "\n");
+  }
+}
+
 TEST(TextTable, canHaveABoldHeading) {
   EXPECT_EQ(table({{"a", "1", "x"}}, {.paint = Paint::on}),
             "\x1B[1mName  Size  State\x1B[0m\n"

@@ -57,6 +57,15 @@ class Diagnose(ProgramTest):
                          ["dataloaderStall", "communicationBound", "memoryBound", "mixed", "mixed",
                           "computeBound"])
 
+    def test_of_a_long_path_the_end_is_shown(self):
+        deep = self.folder / ("a" * 60) / "communication_bound.jsonl"
+        deep.parent.mkdir()
+        deep.write_bytes((self.LOGS / "communication_bound.jsonl").read_bytes())
+        done = run("diagnose", deep, deep)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        for line in done.stdout.decode().splitlines()[1:]:
+            self.assertRegex(line, r" …a+/communication_bound\.jsonl$")
+
     def test_of_several_each_is_reported_as_alone(self):
         logs = sorted(self.LOGS.glob("*.jsonl"))
         alone = [json.loads(run("diagnose", "--json", log).stdout) for log in logs]
