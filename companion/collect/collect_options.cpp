@@ -1,6 +1,7 @@
 #include "companion/collect/collect_options.h"
 
 #include "companion/capture/capture.h"
+#include "companion/collect/config_file.h"
 #include "companion/shell/duration.h"
 #include "companion/shell/host.h"
 #include "companion/views/visible_text.h"
@@ -15,7 +16,6 @@
 #include <cstddef>
 #include <cstdlib>
 #include <set>
-#include <sstream>
 #include <stdexcept>
 #include <string_view>
 
@@ -30,6 +30,9 @@ constexpr std::size_t kMebibyte = std::size_t{1} << 20;
 constexpr auto kNoSettings =
     std::to_array<std::string_view>({"config", "help", "script", "json", "pretty", "compact"});
 constexpr auto kSettingsOfRefresh = std::to_array<std::string_view>({"every", "file"});
+
+constexpr auto kCounts =
+    std::to_array<std::string_view>({"at-once", "most-per-file", "most-per-host"});
 
 template <std::size_t Count>
 bool isAmong(const std::array<std::string_view, Count>& names, std::string_view name) {
@@ -56,6 +59,8 @@ CollectHost hostNamed(const std::string& text) {
   if (host.destination == kThisMachine) host.destination.clear();
   return host;
 }
+
+std::string notEmpty(const std::string& text) { return text.empty() ? "must not be empty" : ""; }
 
 void addSpan(CLI::App& command, const std::string& name, const std::string& what,
              const std::function<void(double)>& set) {
@@ -89,12 +94,51 @@ void addList(CLI::App& command, const std::string& name, std::vector<std::string
   command.add_option(name, list, what)
       ->type_name(type)
       ->option_text("=" + type)
-      ->allow_extra_args(false);
+      ->allow_extra_args(false)
+      ->check(notEmpty);
 }
 
 void addText(CLI::App& command, const std::string& name, std::optional<std::string>& text,
              const std::string& what, const std::string& type) {
-  command.add_option(name, text, what)->type_name(type)->option_text("=" + type);
+  command.add_option(name, text, what)->type_name(type)->option_text("=" + type)->check(notEmpty);
+}
+
+[[noreturn]] void fail(const Setting& setting, const std::string& problem) {
+  throw std::runtime_error("line " + std::to_string(setting.line) + ": " + problem);
+}
+
+// Null where this command has none.
+CLI::Option* optionSetBy(CLI::App& command, const Setting& setting) {
+  if (isAmong(kNoSettings, setting.name)) return nullptr;
+  return command.get_option_no_throw(setting.name == "hosts" ? "HOST" : "--" + setting.name);
+}
+
+// What a setting has to be, in words, or nothing where it is that. A single text may stand for a
+// list of one.
+std::string_view expectedInsteadOf(const Setting& setting, const CLI::Option& option) {
+  const bool isText = setting.kind == Setting::Kind::text;
+  if (option.get_items_expected_max() == 0) {
+    return setting.kind == Setting::Kind::truth ? "" : "true or false";
+  }
+  if (option.get_items_expected_max() > 1) {
+    return isText || setting.kind == Setting::Kind::list ? "" : "a list of texts";
+  }
+  if (isAmong(kCounts, setting.name)) {
+    return setting.kind == Setting::Kind::number ? "" : "a whole number";
+  }
+  return isText ? "" : "a text in quotes";
+}
+
+void set(CLI::Option& option, const Setting& setting) {
+  const std::string_view expected = expectedInsteadOf(setting, option);
+  if (!expected.empty()) fail(setting, setting.name + " must be " + std::string(expected));
+  if (setting.values.empty()) return;
+  try {
+    option.add_result(setting.values);
+    option.run_callback();
+  } catch (const CLI::Error& error) {
+    fail(setting, error.what());
+  }
 }
 
 }  // namespace
@@ -199,25 +243,19 @@ void applyConfig(CLI::App& command, const CollectOptions& options) {
   const std::filesystem::path file =
       options.config ? std::filesystem::path(*options.config) : defaultConfigFile();
   if (!options.config && !std::filesystem::exists(file)) return;
+  const FileBytes content = readFile(file);
   try {
-    // A folder opens as if it were an empty file.
-    const FileBytes content = readFile(file);
-    std::istringstream lines{std::string(content.text())};
-    for (const CLI::ConfigItem& item : CLI::ConfigTOML().from_config(lines)) {
-      if (item.name == "++" || item.name == "--") continue;  // the bounds of a section
-      const std::string name = item.fullname();
-      CLI::Option* const option = name == "hosts" ? command.get_option_no_throw("HOST")
-                                                  : command.get_option_no_throw("--" + name);
-      if (option == nullptr && isAmong(kSettingsOfRefresh, name)) continue;
-      if (option == nullptr || isAmong(kNoSettings, name)) {
-        throw std::runtime_error("there is no setting " + name);
+    for (const Setting& setting : settingsIn(content.text())) {
+      CLI::Option* const option = optionSetBy(command, setting);
+      const bool isOfRefresh = isAmong(kSettingsOfRefresh, setting.name);
+      if (option == nullptr && !isOfRefresh) {
+        fail(setting, "there is no setting " + visibleText(setting.name));
       }
-      if (!option->empty()) continue;  // what the command line says wins
-      option->add_result(item.inputs);
-      option->run_callback();
+      // What the command line says wins.
+      if (option != nullptr && option->empty()) set(*option, setting);
     }
-  } catch (const std::exception& error) {  // CLI11's errors among them
-    throw std::runtime_error("in " + file.string() + ": " + error.what());
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error(file.string() + ", " + error.what());
   }
 }
 

@@ -29,10 +29,10 @@ struct CollectOptions {
 /// Adds the arguments and options to a command.
 void addCollectOptions(CLI::App& command, CollectOptions& options);
 
-/// Takes from the configuration file what the command line has not set: `name = value` lines of
-/// TOML under the long names of the options, with `hosts` for the arguments. All verbs share the
-/// file, so settings that only another one has are passed over. A file that the user did not name
-/// need not be there. Throws `std::runtime_error` for one that makes no sense.
+/// Takes from the configuration file what the command line has not set: TOML, under the long names
+/// of the options, with `hosts` for the arguments. All verbs share the file, so settings that only
+/// another one has are passed over. A file that the user did not name need not be there. Throws
+/// `std::runtime_error`, with file and line, for one that makes no sense.
 void applyConfig(CLI::App& command, const CollectOptions& options);
 
 /// `tavrine/config.toml` in XDG_CONFIG_HOME, or else in the user's `.config`.

@@ -274,16 +274,44 @@ TEST_F(Config, isSharedByAllVerbs) {
 }
 
 TEST_F(Config, isToldWhatItCannotSet) {
-  const std::string file = "in " + (home_ / "config.toml").string() + ": ";
-  EXPECT_EQ(complaint("tiemout = \"1m\"\n"), file + "there is no setting tiemout");
-  EXPECT_EQ(complaint("help = true\n"), file + "there is no setting help");
-  EXPECT_EQ(complaint("config = \"x\"\n"), file + "there is no setting config");
-  EXPECT_EQ(complaint("script = true\n"), file + "there is no setting script");
-  EXPECT_EQ(complaint("HOST = \"x\"\n"), file + "there is no setting HOST");
-  EXPECT_EQ(complaint("[lab]\ntimeout = \"1m\"\n"), file + "there is no setting lab.timeout");
+  const std::string file = (home_ / "config.toml").string();
+  EXPECT_EQ(complaint("tiemout = \"1m\"\n"), file + ", line 1: there is no setting tiemout");
+  EXPECT_EQ(complaint("\n\nhelp = true\n"), file + ", line 3: there is no setting help");
+  for (const char* const name : {"config", "script", "HOST", "json", "\"\"", "\"-timeout\""}) {
+    EXPECT_THAT(complaint(std::string(name) + " = \"x\"\n"), HasSubstr("there is no setting"))
+        << name;
+  }
+  EXPECT_THAT(complaint("[lab]\ntimeout = \"1m\"\n"),
+              HasSubstr("there are no sections, such as lab"));
   EXPECT_THAT(complaint("timeout = \"1\"\n"), HasSubstr("must be such as 10s or 2m, not 1"));
-  EXPECT_THAT(complaint("at-once = 0\n"), HasSubstr("at-once"));
-  EXPECT_THAT(complaint("at-once = \"x\"\n"), HasSubstr("at-once"));
+  EXPECT_THAT(complaint("disk = [\"/\", \"\"]\n"), HasSubstr("must not be empty"));
+  EXPECT_THAT(complaint("at-once = 0\n"), HasSubstr("line 1: --at-once"));
+  EXPECT_THAT(complaint("every = 3\ntimeout = \"1m\"\nat-once = -1"),
+              HasSubstr("line 3: --at-once"));
+}
+
+TEST_F(Config, isToldWhatAValueMustBe) {
+  const auto line = [this](const std::string& words) {
+    return (home_ / "config.toml").string() + ", line 1: " + words;
+  };
+  EXPECT_EQ(complaint("at-once = \"7\"\n"), line("at-once must be a whole number"));
+  EXPECT_EQ(complaint("at-once = [7]\n"), line("at-once is a list of texts in quotes"));
+  EXPECT_EQ(complaint("ssh = 7\n"), line("ssh must be a text in quotes"));
+  EXPECT_EQ(complaint("ssh = true\n"), line("ssh must be a text in quotes"));
+  EXPECT_EQ(complaint("ssh = [\"ssh\"]\n"), line("ssh must be a text in quotes"));
+  EXPECT_EQ(complaint("timeout = 30\n"), line("timeout must be a text in quotes"));
+  EXPECT_EQ(complaint("hosts = 7\n"), line("hosts must be a list of texts"));
+  EXPECT_EQ(complaint("disk = true\n"), line("disk must be a list of texts"));
+  EXPECT_EQ(complaint("redact = \"true\"\n"), line("redact must be true or false"));
+  EXPECT_EQ(complaint("redact = 1\n"), line("redact must be true or false"));
+}
+
+TEST_F(Config, meansWhatItSays) {
+  EXPECT_FALSE(with("redact = false\n").redact);
+  EXPECT_TRUE(with("redact = true\n").redact);
+  EXPECT_THAT(with("disk = []\n").request.script.disks, ElementsAre("/"));
+  EXPECT_EQ(with("agent-command = \"a # \\\"b\\\"\" # c\n").request.script.agentCommand,
+            "a # \"b\"");
 }
 
 }  // namespace

@@ -440,7 +440,9 @@ class Config(CollectTest):
         self.assertTrue((self.folder / "x.json").exists())
 
     def test_that_makes_no_sense(self):
-        for text, words in (("hostss = 1\n", "there is no setting hostss"),
+        for text, words in (("hostss = 1\n", "config.toml, line 1: there is no setting hostss"),
+                            ("\nssh = 1\n", "config.toml, line 2: ssh must be a text in quotes"),
+                            ("\n\nssh = \"a", "config.toml, line 3: "),
                             ('timeout = "soon"\n', "must be such as 10s or 2m, not soon")):
             self.config(text)
             done = self.tavrine("collect")
