@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+#include <optional>
 #include <random>
 #include <string>
 #include <system_error>
@@ -105,10 +106,20 @@ void removeTemporariesOfTheDead(const fs::path& folder) {
   }
 }
 
+// Of a file that is there, also behind a link: whoever made it private wants what takes its place
+// to be.
+std::optional<mode_t> permissionsOf(const fs::path& path) {
+  constexpr mode_t kPermissions = 0777;
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return std::nullopt;
+  return status.st_mode & kPermissions;
+}
+
 // A new file beside the target, gone again unless it takes the target's place.
 class Temporary {
  public:
-  explicit Temporary(const fs::path& target) : target_(target) {
+  explicit Temporary(const fs::path& target)
+      : target_(target), permissions_(permissionsOf(target)) {
     const fs::path folder = target.parent_path();
     removeTemporariesOfTheDead(folder.empty() ? "." : folder);
     // Before it is locked, another writer may take it for one of the dead's and remove it. That
@@ -136,6 +147,9 @@ class Temporary {
   }
 
   void takeThePlace() {
+    if (permissions_ && ::fchmod(file_.get(), *permissions_) != 0) {
+      throwError(kCannotWrite, target_, errno);
+    }
     if (::rename(path_.c_str(), target_.c_str()) != 0) throwError(kCannotWrite, target_, errno);
     path_.clear();
   }
@@ -144,7 +158,8 @@ class Temporary {
   // Whether it is sure to stay.
   bool create(const fs::path& path) {
     remove();
-    file_ = Descriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    const mode_t permissions = permissions_ ? 0600 : 0666;
+    file_ = Descriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, permissions));
     if (!file_.isOpen()) {
       if (errno == EEXIST) return false;
       throwError(kCannotWrite, target_, errno);
@@ -159,7 +174,8 @@ class Temporary {
   }
 
   const fs::path& target_;
-  fs::path path_;  // empty while there is nothing to remove
+  std::optional<mode_t> permissions_;  // those of any new file where there are none
+  fs::path path_;                      // empty while there is nothing to remove
   Descriptor file_;
 };
 

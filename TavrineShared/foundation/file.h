@@ -34,8 +34,9 @@ void requireFileName(const std::filesystem::path& path);
 
 /// Puts `bytes` in the place of the file at `path`, in one step: whoever reads meanwhile gets the
 /// old file or the new one, whole, and so does whoever reads after a loss of power. The folder must
-/// exist. The new file has the permissions of any new file. A symbolic link at `path` is replaced,
-/// not followed; a device, a FIFO or a socket is left alone, which is an error.
+/// exist. The file keeps the permissions of the old one, or else has those of any new file. A
+/// symbolic link at `path` is replaced, not followed; a device, a FIFO or a socket is left alone,
+/// which is an error.
 ///
 /// Throws `std::filesystem::filesystem_error`; then the old file is untouched and nothing is left
 /// behind. A process that is killed leaves a file `.tavrine-XXXXXXXXXXXXXXXX.tmp` in the folder,

@@ -190,6 +190,20 @@ TEST(ReplaceFile, givesThePermissionsOfAnyNewFile) {
   EXPECT_EQ(fs::status(folder / "file").permissions(), fs::perms(0640));
 }
 
+TEST(ReplaceFile, keepsThePermissionsOfTheOldOne) {
+  const TemporaryFolder folder;
+  const fs::path file = folder.file("file", "old");
+  for (const unsigned permissions : {0600U, 0444U, 0666U, 0U}) {
+    for (const char* const name : {"file", "link"}) {
+      fs::permissions(file, fs::perms(permissions));
+      fs::remove(folder / "link");
+      fs::create_symlink("file", folder / "link");
+      replaceFile(folder / name, "new");
+      EXPECT_EQ(fs::symlink_status(folder / name).permissions(), fs::perms(permissions)) << name;
+    }
+  }
+}
+
 TEST(ReplaceFile, refusesAFolderInTheWay) {
   const TemporaryFolder folder;
   fs::create_directory(folder / "way");
