@@ -18,7 +18,9 @@ using Words = std::span<const std::string_view>;
 
 // --- Names ---
 
+// Also at the end of a longer word.
 constexpr auto kSecrets = std::to_array<std::string_view>({
+    "accesskey",
     "apikey",
     "authorization",
     "credential",
@@ -27,10 +29,16 @@ constexpr auto kSecrets = std::to_array<std::string_view>({
     "passwd",
     "password",
     "passwords",
+    "privatekey",
     "pwd",
     "secret",
+    "secretkey",
     "secrets",
 });
+
+// Too short for that.
+constexpr auto kSecretWords =
+    std::to_array<std::string_view>({"bearer", "cookie", "cookies", "jwt", "pat"});
 
 // Of words in front of a `token` that is no secret: those of a vocabulary, and amounts.
 constexpr auto kHarmlessTokens = std::to_array<std::string_view>({
@@ -121,6 +129,7 @@ bool isSecretName(std::string_view name) {
   if (last == "key") return isAmong(kLocks, before) || (isVariable(name) && !before.empty());
   // The shell's own variable, the folder it is in.
   if (name == "PWD" || name == "OLDPWD") return false;
+  if (isAmong(kSecretWords, last)) return true;
   return std::any_of(kSecrets.begin(), kSecrets.end(), [&last](std::string_view secret) {
     return last.ends_with(secret);
   });
@@ -191,6 +200,7 @@ class Scanner {
   std::optional<Secret> valueBehind(std::size_t nameEnd, bool isOption) const {
     const std::size_t closed = skipQuote(nameEnd);
     std::size_t place = skip(closed, isBlank);
+    if (at(place) == '+' && at(place + 1) == '=') ++place;
     const char separator = at(place);
     if (separator == '=' || separator == ':') {
       // Comparisons, and names within names of C++.
