@@ -14,6 +14,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <csignal>
 #include <exception>
 #include <new>
 #include <string>
@@ -67,6 +68,8 @@ ExitStatus run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   using namespace tavrine;
+  // A limit of file size is then an error of writing like any other, and leaves nothing behind.
+  std::signal(SIGXFSZ, SIG_IGN);
   ExitStatus status = ExitStatus::trouble;
   try {
     status = run(argc, argv);

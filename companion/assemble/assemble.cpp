@@ -19,7 +19,7 @@ namespace tavrine {
 
 namespace {
 
-// In the order given, and the newest of each server.
+// In the order given, and the newest of each server; of several that are that, the first.
 std::vector<const Capture*> newestOfEach(std::span<const Capture> captures, FindingsBook& book) {
   std::vector<const Capture*> chosen;
   std::map<std::string, std::size_t> places;
@@ -31,7 +31,7 @@ std::vector<const Capture*> newestOfEach(std::span<const Capture> captures, Find
     }
     book.open(capture.info.server).add(FindingOutcome::ignored, [] {
       Finding finding{};
-      finding.reason = "there is a newer capture of the same server";
+      finding.reason = "there is another capture of the same server that is no older";
       return finding;
     });
     const Capture*& other = chosen[place->second];
@@ -87,8 +87,12 @@ void addServer(const Capture& capture, const AppSnapshot* previous, Assembly& as
 
 Assembly assemble(std::span<const Capture> captures, const AppSnapshot* previous) {
   Assembly assembly{};
-  for (const Capture* const capture : newestOfEach(captures, assembly.findings)) {
-    assembly.snapshot.timestamp = std::max(assembly.snapshot.timestamp, capture->info.takenAt);
+  const std::vector<const Capture*> chosen = newestOfEach(captures, assembly.findings);
+  for (const Capture* const capture : chosen) {
+    Timestamp& newest = assembly.snapshot.timestamp;
+    if (capture == chosen.front() || newest < capture->info.takenAt) {
+      newest = capture->info.takenAt;
+    }
     addServer(*capture, previous, assembly);
   }
   Findings& findings = assembly.findings.open("snapshot");

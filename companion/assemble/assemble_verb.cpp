@@ -5,6 +5,7 @@
 #include "companion/capture/capture_folder.h"
 #include "companion/redact/redaction.h"
 #include "companion/shell/json_output.h"
+#include "companion/snapshot/snapshot_input.h"
 
 #include <TavrineShared/model/json_conventions.h>
 #include <TavrineShared/store/snapshot_disk_store.h>
@@ -77,10 +78,13 @@ std::vector<Capture> readCaptures(const std::vector<std::string>& names, Finding
 }
 
 ExitStatus runAssemble(const AssembleOptions& options) {
-  FindingsBook reading;
-  const std::vector<Capture> captures = readCaptures(options.captures, reading);
+  FindingsBook book;
+  const std::vector<Capture> captures = readCaptures(options.captures, book);
   std::optional<AppSnapshot> previous;
-  if (options.previous) previous = SnapshotDiskStore::readOrThrow(*options.previous);
+  if (options.previous) {
+    const SnapshotInput input{.file = options.previous};
+    previous = readSnapshot(input, book.open(input.name()));
+  }
   Assembly assembly = assemble(captures, previous ? &*previous : nullptr);
   if (options.redact) assembly.snapshot = redacted(std::move(assembly.snapshot));
   if (options.output) {
@@ -88,10 +92,8 @@ ExitStatus runAssemble(const AssembleOptions& options) {
   } else {
     writeJSON(encode(assembly.snapshot, options.json.style()));
   }
-  bool isAnythingLost = false;
-  for (const FindingsBook* const book : {&reading, &assembly.findings}) {
-    isAnythingLost = tellLosses(*book, options.findings, options.redact) || isAnythingLost;
-  }
+  book.append(std::move(assembly.findings));
+  const bool isAnythingLost = tellLosses(book, options.findings, options.redact);
   return isAnythingLost ? ExitStatus::findings : ExitStatus::fine;
 }
 

@@ -52,10 +52,11 @@ class ServerReader {
   // What was not kept of a host that prints too much is lost, too.
   void tellCut() {
     for (const CommandResult& result : capture_.info.commands) {
-      if (!result.cutBytes) continue;
-      opened(result.command).add(FindingOutcome::ignored, [&result] {
+      std::string lost = shortfall(result);
+      if (lost.empty()) continue;
+      opened(result.command).add(FindingOutcome::ignored, [&lost] {
         Finding finding{};
-        finding.reason = std::to_string(*result.cutBytes) + " bytes more were not kept";
+        finding.reason = std::move(lost);
         return finding;
       });
     }

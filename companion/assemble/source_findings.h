@@ -26,6 +26,9 @@ class FindingsBook {
     return sources_.back().findings;
   }
 
+  /// Those of another book, behind these.
+  void append(FindingsBook more) { sources_.splice(sources_.end(), more.sources_); }
+
   const std::list<SourceFindings>& sources() const { return sources_; }
 
   std::size_t lossCount() const {

@@ -8,10 +8,23 @@ namespace tavrine {
 
 const RecordTable& CommandResult::table() {
   using R = CommandResult;
-  static constexpr auto fields =
-      fieldsOf<R>(field<&R::command>(), field<&R::status>(), field<&R::cutBytes>());
+  static constexpr auto fields = fieldsOf<R>(field<&R::command>(),
+                                             field<&R::status>(),
+                                             field<&R::cutBytes>(),
+                                             field<&R::leftOutFiles>());
   static constexpr RecordTable table{"CommandResult", fields};
   return table;
+}
+
+std::string shortfall(const CommandResult& result) {
+  std::string words;
+  if (result.leftOutFiles)
+    words = std::to_string(*result.leftOutFiles) + " files more were left out";
+  if (result.cutBytes) {
+    if (!words.empty()) words += ", and ";
+    words += std::to_string(*result.cutBytes) + " bytes more were not kept";
+  }
+  return words;
 }
 
 const RecordTable& CapturedRun::table() {

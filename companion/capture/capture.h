@@ -43,11 +43,12 @@ inline constexpr std::string_view kTrainingLogFile = "train.log";
 inline constexpr std::string_view kRecorderLogFile = "recorder.jsonl";
 inline constexpr std::string_view kAgentFolder = "agent";
 
-/// How a command ended.
+/// How a command ended; or what was not kept of all files of a kind, if anything was not.
 struct CommandResult {
-  std::string command;
-  std::int64_t status;                   ///< as a shell has it: 127 for a tool that is not there
-  std::optional<std::int64_t> cutBytes;  ///< more than that was not kept
+  std::string command;                       ///< or the kind of files
+  std::int64_t status;                       ///< as a shell has it: 127 for no such tool
+  std::optional<std::int64_t> cutBytes;      ///< more than the capture has
+  std::optional<std::int64_t> leftOutFiles;  ///< likewise
 
   bool operator==(const CommandResult&) const = default;
   static const RecordTable& table();
@@ -76,6 +77,9 @@ struct CaptureInfo {
   bool operator==(const CaptureInfo&) const = default;
   static const RecordTable& table();
 };
+
+/// In words, what of a command's output the capture does not have; empty when it has all.
+std::string shortfall(const CommandResult& result);
 
 struct Capture {
   CaptureInfo info;

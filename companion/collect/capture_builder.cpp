@@ -54,6 +54,9 @@ class CaptureBuilder {
 
   Capture build() {
     for (const CommandFile& each : kCommandFiles) addCommand(each);
+    for (const std::string_view kind : {kTrainingLogPiece, kRecorderLogPiece, kAgentFilePiece}) {
+      addFilesNotKept(kind);
+    }
     for (const LogFile& log : filesOf(kTrainingLogPiece)) {
       CapturedRun& run = runOf(log, kTrainingLogFile);
       run.logPath = repairedUTF8(log.path);
@@ -87,12 +90,28 @@ class CaptureBuilder {
     CommandResult result{};
     result.command = command.command;
     result.status = piece->status.value_or(kUnfinished);
-    if (piece->bytes > piece->text.size()) {
-      result.cutBytes = static_cast<std::int64_t>(piece->bytes - piece->text.size());
-    }
+    result.cutBytes = cutBytes(*piece);
     capture_.info.commands.push_back(result);
     constexpr std::int64_t kToolIsMissing = 127;
     if (result.status != kToolIsMissing) put(std::string(command.file), *piece);
+  }
+
+  static std::optional<std::int64_t> cutBytes(const Piece& piece) {
+    if (piece.bytes <= piece.text.size()) return std::nullopt;
+    return static_cast<std::int64_t>(piece.bytes - piece.text.size());
+  }
+
+  void addFilesNotKept(std::string_view kind) {
+    CommandResult result{};
+    result.command = kind;
+    const std::string text = std::string(kind) + "-text";
+    for (const Piece& piece : pieces_) {
+      const auto cut = piece.name == text ? cutBytes(piece) : std::nullopt;
+      if (cut) result.cutBytes = result.cutBytes.value_or(0) + *cut;
+    }
+    const Piece* const leftOut = find(std::string(kind) + "-left-out");
+    if (leftOut != nullptr) result.leftOutFiles = readInteger(leftOut->text);
+    if (!shortfall(result).empty()) capture_.info.commands.push_back(std::move(result));
   }
 
   void put(const std::string& file, Piece& piece) { capture_.texts[file] = std::move(piece.text); }

@@ -3,6 +3,7 @@
 #include "companion/collect/capture_builder.h"
 #include "companion/collect/piece_reader.h"
 #include "companion/shell/child_processes.h"
+#include "companion/views/display_width.h"
 #include "companion/views/number_text.h"
 
 #include <TavrineShared/foundation/timestamp.h>
@@ -43,7 +44,10 @@ std::string lastLine(const std::string& words) {
   std::string_view rest = trimmed(words);
   const std::size_t lineFeed = rest.rfind('\n');
   if (lineFeed != std::string_view::npos) rest.remove_prefix(lineFeed + 1);
-  return repairedUTF8(trimmed(rest));
+  rest = trimmed(rest);
+  constexpr std::size_t kMostBytes = 300;
+  if (rest.size() <= kMostBytes) return repairedUTF8(rest);
+  return repairedUTF8(rest.substr(0, kMostBytes)).append(kEllipsis);
 }
 
 std::string because(const std::string& what, const std::string& words) {

@@ -67,9 +67,8 @@ std::vector<Capture> collectTold(const CollectRequest& request, const CollectOpt
     if (options.redact) capture = redacted(std::move(capture));
     if (capture.info.problem) say(capture.info.server + ": " + *capture.info.problem);
     for (const CommandResult& result : capture.info.commands) {
-      if (!result.cutBytes) continue;
-      say(capture.info.server + ": " + result.command + " printed too much; " +
-          std::to_string(*result.cutBytes) + " bytes were not kept");
+      const std::string lost = shortfall(result);
+      if (!lost.empty()) say(capture.info.server + ": " + result.command + ": " + lost);
     }
     if (options.captures) keepTold(capture, *options.captures);
   }

@@ -38,7 +38,7 @@ IFS=
 for file in PATTERNS; do
   if [ -L "$file" ] || [ ! -f "$file" ] || [ ! -r "$file" ]; then continue; fi
   count=$((count + 1))
-  if [ "$count" -gt MOST ]; then break; fi
+  if [ "$count" -gt MOST ]; then continue; fi
   unset IFS
   text KIND-path "$file"
   age KIND-age "$file"
@@ -48,6 +48,7 @@ for file in PATTERNS; do
   IFS=
 done
 unset IFS
+if [ "$count" -gt MOST ]; then text KIND-left-out $((count - MOST)); fi
 )sh";
 
 std::string replaced(std::string text, std::string_view what, std::string_view with) {

@@ -29,7 +29,8 @@ struct CollectorOptions {
   int commandSeconds = 10;                  ///< that any one command may take
 };
 
-/// The parts of a log's or a report's piece, in this order: "path", "age" and "text".
+/// The parts of a log's or a report's piece, in this order: "path", "age" and "text"; and of a kind
+/// "left-out", the number of files beyond the most that are sent, where there are such.
 inline constexpr std::string_view kTrainingLogPiece = "training-log";
 inline constexpr std::string_view kRecorderLogPiece = "recorder-log";
 inline constexpr std::string_view kAgentFilePiece = "agent-file";

@@ -10,6 +10,7 @@
 #include "companion/views/number_text.h"
 #include "companion/views/quantity_text.h"
 
+#include <TavrineShared/model/coding_error.h>
 #include <TavrineShared/store/snapshot_disk_store.h>
 
 #include <CLI/CLI.hpp>
@@ -66,6 +67,19 @@ std::string outcome(const AppSnapshot& snapshot) {
   return text + ", " + counted(static_cast<std::int64_t>(snapshot.alerts.size()), "alert");
 }
 
+// What is no snapshot is replaced by one, and not without a word.
+std::optional<AppSnapshot> previousIn(const std::filesystem::path& file, FindingsBook& book) {
+  if (!std::filesystem::exists(file)) return std::nullopt;
+  try {
+    return SnapshotDiskStore::readOrThrow(file, &book.open(file.string()));
+  } catch (const DecodingError& error) {
+    say("no snapshot in " + file.string() + ": " + error.what());
+  } catch (const std::filesystem::filesystem_error& error) {
+    say(error.what());
+  }
+  return std::nullopt;
+}
+
 // False when a host did not answer or something was lost.
 bool refreshOnce(const CollectRequest& request, const RefreshOptions& options,
                  const std::filesystem::path& file) {
@@ -73,7 +87,8 @@ bool refreshOnce(const CollectRequest& request, const RefreshOptions& options,
   const double cpuBefore = cpuSeconds();
   const std::vector<Capture> captures = collectTold(request, options.collect);
   if (isInterrupted()) return false;
-  const std::optional<AppSnapshot> previous = SnapshotDiskStore::read(file);
+  FindingsBook book;
+  const std::optional<AppSnapshot> previous = previousIn(file, book);
   Assembly assembly = assemble(captures, previous ? &*previous : nullptr);
   if (options.collect.redact) assembly.snapshot = redacted(std::move(assembly.snapshot));
   SnapshotDiskStore::write(assembly.snapshot, file);
@@ -81,8 +96,8 @@ bool refreshOnce(const CollectRequest& request, const RefreshOptions& options,
   say(timeText(assembly.snapshot.timestamp) + ": " + outcome(assembly.snapshot) + "; took " +
       oneDecimal(seconds) + " s and " + significantDigits(cpuSeconds() - cpuBefore, 2) +
       " s of CPU");
-  return !tellLosses(assembly.findings, options.collect.findings, options.collect.redact) &&
-         areWhole(captures);
+  book.append(std::move(assembly.findings));
+  return !tellLosses(book, options.collect.findings, options.collect.redact) && areWhole(captures);
 }
 
 // What worked before will work again, once there is room on the disk, say.

@@ -86,6 +86,7 @@ int spawn(const std::vector<std::string>& command, int input, int output, int wo
   sigset_t ordinary;
   sigemptyset(&ordinary);
   sigaddset(&ordinary, SIGPIPE);
+  sigaddset(&ordinary, SIGXFSZ);
   posix_spawnattr_setsigdefault(&attributes, &ordinary);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
   const int error =

@@ -21,7 +21,8 @@ std::string place(const Finding& finding) {
 }
 
 std::string findingLine(const Finding& finding) {
-  std::string text = place(finding).append(": ");
+  std::string text = place(finding);
+  if (!text.empty()) text.append(": ");
   if (!finding.found.empty()) {
     // JSON brings its own quotation marks, where it is a text that stood there.
     const std::string_view quote = finding.line ? "\"" : "";

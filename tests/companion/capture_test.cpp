@@ -46,8 +46,8 @@ INSTANTIATE_TEST_SUITE_P(
     rowName);
 
 TEST(CommandResult, followsTheConventions) {
-  checkRecord(CommandResult{.command = "gpus", .status = 127, .cutBytes = 9},
-              R"({"command":"gpus","cutBytes":9,"status":127})");
+  checkRecord(CommandResult{.command = "gpus", .status = 127, .cutBytes = 9, .leftOutFiles = 3},
+              R"({"command":"gpus","cutBytes":9,"leftOutFiles":3,"status":127})");
 }
 
 TEST(CapturedRun, followsTheConventions) {
@@ -61,7 +61,7 @@ TEST(CaptureInfo, followsTheConventions) {
       .host = "ada@gpu-01",
       .takenAt = kCaptureTime,
       .problem = "no answer",
-      .commands = {{.command = "gpus", .status = 0, .cutBytes = {}}},
+      .commands = {{.command = "gpus", .status = 0, .cutBytes = {}, .leftOutFiles = {}}},
       .runs = {{.name = "a", .logPath = {}, .logAgeSeconds = {}, .recorderPath = {}}}};
   checkRecord(example,
               R"({"commands":[{"command":"gpus","status":0}],"host":"ada@gpu-01",)"
@@ -80,6 +80,16 @@ TEST(Capture, findsByName) {
   EXPECT_EQ(capture.result("gpus.csv"), nullptr);
   EXPECT_EQ(capture.run("llama")->name, "llama");
   EXPECT_EQ(capture.run("Llama"), nullptr);
+}
+
+TEST(Shortfall, isWhatTheCaptureDoesNotHave) {
+  const auto words = [](std::optional<std::int64_t> bytes, std::optional<std::int64_t> files) {
+    return shortfall({.command = "x", .status = 0, .cutBytes = bytes, .leftOutFiles = files});
+  };
+  EXPECT_EQ(words({}, {}), "");
+  EXPECT_EQ(words(7, {}), "7 bytes more were not kept");
+  EXPECT_EQ(words({}, 2), "2 files more were left out");
+  EXPECT_EQ(words(7, 2), "2 files more were left out, and 7 bytes more were not kept");
 }
 
 }  // namespace

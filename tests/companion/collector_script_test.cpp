@@ -348,6 +348,12 @@ TEST_P(Script, passesOverWhatIsNoFile) {
 TEST_P(Script, readsNotMoreThanSome) {
   for (int i = 100; i < 170; ++i) put("s/" + std::to_string(i) + ".log", "x");
   EXPECT_THAT(logs({below("s/*")}), testing::SizeIs(64));
+  CollectorOptions options;
+  options.trainingLogs = {below("s/*")};
+  const Capture capture = captureOf({}, pieces(options), "");
+  ASSERT_NE(capture.result("training-log"), nullptr);
+  EXPECT_EQ(capture.result("training-log")->leftOutFiles, 6);
+  EXPECT_EQ(capture.result("recorder-log"), nullptr);
 }
 
 TEST_P(Script, tellsHowOldALogIs) {

@@ -39,7 +39,7 @@ inline Capture healthyCapture(std::string server = "gpu-01") {
   capture.info.takenAt = kCaptureTime;
   for (const CommandFile& each : kCommandFiles) {
     capture.info.commands.push_back(
-        {.command = std::string(each.command), .status = 0, .cutBytes = {}});
+        {.command = std::string(each.command), .status = 0, .cutBytes = {}, .leftOutFiles = {}});
   }
   capture.texts = {
       {"gpus.csv", gpuRow(0, 50, 500, 60)},

@@ -144,6 +144,33 @@ class Collect(CollectTest):
             self.assertEqual(done.returncode, 1)
             self.assertIn("/gpus.csv\n  line 1: ", done.stderr)
 
+    def test_more_logs_than_it_keeps_are_told(self):
+        for i in range(70):
+            self.file(f"{i}.log", b"step: 1 loss: 0.5\n")
+        pattern = f"--training-logs={self.folder}/*.log"
+        done = self.tavrine("collect", pattern, "--findings")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(": training-log: 6 files more were left out\n", done.stderr)
+        self.assertRegex(done.stderr, r"/training-log\n  ignored: 6 files more were left out\n")
+        self.assertEqual(len(json.loads(done.stdout)["runs"]), 64)
+
+    def test_of_equal_captures_the_first_counts(self):
+        times = {}
+        for name, when in (("a", "2026-11-15T10:00:00Z"), ("b", "2026-11-15T10:00:00Z"),
+                           ("old", "1969-07-20T20:17:00Z")):
+            (self.folder / name).mkdir()
+            self.file(f"{name}/capture.json", json.dumps(
+                {"server": "old" if name == "old" else "s", "host": name, "takenAt": when,
+                 "commands": [], "runs": []}).encode())
+            times[name] = when
+        done = self.tavrine("assemble", "a", "b", "--findings")
+        self.assertEqual(self.servers(done)["s"]["host"], "a")
+        self.assertIn("  ignored: there is another capture of the same server that is no older\n",
+                      done.stderr)
+        self.assertEqual(self.servers(self.tavrine("assemble", "b", "a"))["s"]["host"], "b")
+        self.assertEqual(json.loads(self.tavrine("assemble", "old").stdout)["timestamp"],
+                         times["old"])
+
     def test_only_a_capture_is_replaced(self):
         (self.folder / "kept/a").mkdir(parents=True)
         self.file("kept/a/thesis", b"years of work")
@@ -377,7 +404,7 @@ class Refresh(CollectTest):
 
     @staticmethod
     def hardly_any_room():
-        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+        signal.signal(signal.SIGXFSZ, signal.SIG_DFL)
         resource.setrlimit(resource.RLIMIT_FSIZE, (100, resource.RLIM_INFINITY))
 
     def test_a_full_disk_keeps_the_old_one(self):
@@ -418,8 +445,58 @@ class Refresh(CollectTest):
     def test_a_damaged_snapshot_is_no_hindrance(self):
         (self.home / ".tavrine").mkdir()
         (self.home / ".tavrine/latest.json").write_bytes(b"\xff{")
-        self.assertEqual(self.ask("refresh", "a").returncode, 0)
+        done = self.ask("refresh", "a")
+        self.assertEqual(done.returncode, 0)
+        self.assertIn("no snapshot in", done.stderr)
+        self.assertIn("latest.json: ", done.stderr)
         self.assertEqual(len(self.latest()["servers"]), 1)
+
+    def test_losses_in_the_snapshot_before_are_told(self):
+        self.ask("refresh", "a")
+        damaged = self.latest()
+        damaged["alerts"] = ["none"]
+        before = self.file("before.json", json.dumps(damaged).encode())
+        (self.home / ".tavrine/latest.json").write_bytes(before.read_bytes())
+        done = self.ask("refresh", "a", "--findings")
+        self.assertEqual(done.returncode, 1)
+        self.assertRegex(done.stderr, r"latest\.json\n  alerts\[0\]: ")
+        self.ask("collect", "--captures", "kept", "a")
+        done = self.tavrine("assemble", "kept", "--previous", before, "--findings")
+        self.assertEqual(done.returncode, 1)
+        self.assertRegex(done.stderr, r"before\.json\n  alerts\[0\]: ")
+        self.assertEqual(len(self.servers(done)), 1)
+        for damage in (b"", b"[]", b"\xff"):
+            done = self.tavrine("assemble", "kept", "--previous", self.file("no.json", damage))
+            self.assertEqual((done.returncode, done.stdout), (2, b""))
+            self.assertIn("no.json: ", done.stderr)
+
+    def test_keeps_a_private_snapshot_private(self):
+        self.ask("refresh", "a")
+        latest = self.home / ".tavrine/latest.json"
+        latest.chmod(0o600)
+        self.ask("refresh", "a")
+        self.assertEqual(latest.stat().st_mode & 0o777, 0o600)
+
+    def test_a_write_is_finished_before_it_stops(self):
+        # So many processes that a write takes its time, and sure to be met.
+        self.script("bin/ps", "i=0; while [ $i -lt 50000 ]; do i=$((i + 1)); "
+                              "echo \"$i 1 ada R 0.0 0.0 10:00 1 python a command of $i\"; done")
+        store = self.folder / "store"
+        process = self.start("refresh", "--every=0.01s", "--file", store / "latest.json")
+        self.assertIn(b"1 server", process.stderr.readline())
+        before = (store / "latest.json").stat().st_ino
+        deadline = time.monotonic() + 60
+        while time.monotonic() < deadline:
+            if any(name.startswith(".tavrine-") for name in os.listdir(store)):
+                process.send_signal(signal.SIGTERM)
+                break
+        else:
+            self.fail("no write was seen")
+        process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 0)
+        self.assertEqual(os.listdir(store), ["latest.json"])
+        self.assertNotEqual((store / "latest.json").stat().st_ino, before)
+        self.assertEqual(len(json.loads((store / "latest.json").read_bytes())["processes"]), 50000)
 
 
 class Config(CollectTest):
