@@ -29,7 +29,7 @@ run: ## shows this machine, a made-up lab if it has no GPU, and a recorded one
 test: test-dev ## builds everything and runs all tests
 
 .PHONY: test-dev test-asan test-clang test-coverage
-test-clang: TOOLS = ci
+test-clang test-asan: TOOLS = ci
 test-dev test-asan test-clang test-coverage: test-%: ## (test-asan, ...) the same in another preset
 	@tools/bootstrap build test $(TOOLS)
 	@cmake --preset $*
