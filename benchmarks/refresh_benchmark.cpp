@@ -123,7 +123,7 @@ Capture makeCapture(unsigned server) {
   capture.info.host = capture.info.server + ".lab";
   capture.info.takenAt = Timestamp(std::chrono::duration<double>(1763148000));
   for (const CommandFile& each : kCommandFiles) {
-    capture.info.commands.push_back({std::string(each.command), 0, {}});
+    capture.info.commands.push_back({std::string(each.command), 0, {}, {}});
   }
   capture.texts = {
       {"gpus.csv", makeGPUs(server)},
