@@ -28,20 +28,25 @@ run: ## shows this machine, a made-up lab if it has no GPU, and a recorded one
 .PHONY: test
 test: test-dev ## builds everything and runs all tests
 
-.PHONY: test-dev test-asan test-clang test-coverage
-test-clang test-asan: TOOLS = ci
-test-dev test-asan test-clang test-coverage: test-%: ## (test-asan, ...) the same in another preset
+.PHONY: test-dev test-asan test-tsan test-clang test-coverage
+test-clang test-asan test-tsan: TOOLS = ci
+test-dev test-asan test-tsan test-clang test-coverage: test-%: ## (test-asan, ...) the same in another preset
 	@tools/bootstrap build test $(TOOLS)
 	@cmake --preset $*
 	@cmake --build --preset $*
 	@ctest --preset $* --no-label-summary
 
 .PHONY: bench
-bench: ## measures us beside what else could be used
+bench: ## measures us beside what else could be used, in one table
 	@tools/bootstrap build test
 	@cmake --preset release -D TAVRINE_BUILD_BENCHMARKS=ON
 	@cmake --build --preset release
-	@for benchmark in build/release/benchmarks/*_benchmark; do $$benchmark || exit; done
+	@rm -f build/release/benchmarks/rows.json
+	@for benchmark in build/release/benchmarks/*_benchmark; do \
+		echo "measuring: $$(basename $$benchmark _benchmark)" >&2; \
+		$$benchmark --rows=build/release/benchmarks/rows.json || exit; \
+	done
+	@benchmarks/report.py build/release/benchmarks/rows.json
 
 .PHONY: fuzz
 fuzz: ## fuzzes each target for FUZZ_SECONDS (30)
