@@ -6,11 +6,15 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <new>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <string_view>
 
 namespace {
 
@@ -80,14 +84,21 @@ class Recorder : public benchmark::BenchmarkReporter {
   std::map<std::string, std::vector<double>> seconds_;
 };
 
-std::string rates(const std::vector<double>& seconds, std::size_t bytes) {
+constexpr const char* kCopying = "memcpy";
+
+struct Rate {
+  double best;  ///< in megabytes a second
+  double median;
+};
+
+Rate rateOf(const std::vector<double>& seconds, std::size_t bytes) {
   const double megabytes = static_cast<double>(bytes) / 1e6;
+  return {megabytes / seconds.front(), megabytes / seconds[seconds.size() / 2]};
+}
+
+std::string rateText(const Rate& rate) {
   char text[64];
-  std::snprintf(text,
-                sizeof text,
-                "%.0f (%.0f)",
-                megabytes / seconds.front(),
-                megabytes / seconds[seconds.size() / 2]);
+  std::snprintf(text, sizeof text, "%.0f (%.0f)", rate.best, rate.median);
   return text;
 }
 
@@ -102,6 +113,33 @@ const char* verdict(double ratio, double floor, double aim) {
   if (ratio < floor) return "BELOW FLOOR";
   if (aim != 0 && ratio >= aim) return "aim reached";
   return floor == 0 ? "" : "ok";
+}
+
+const char* ceilingVerdict(double value, double ceiling) {
+  return value <= ceiling ? "ok" : "ABOVE CEILING";
+}
+
+// What any reader of so many bytes is bounded by, in memory that no cache holds.
+std::function<void()> copyingTask(std::size_t bytes) {
+  const auto from = std::make_shared<std::vector<char>>(bytes, 'x');
+  const auto to = std::make_shared<std::vector<char>>(bytes);
+  return [from, to] {
+    std::memcpy(to->data(), from->data(), from->size());
+    benchmark::DoNotOptimize(to->data());
+    benchmark::ClobberMemory();
+  };
+}
+
+// The file behind `--rows=`, which is taken out of the arguments; empty when there is none.
+std::string takeRowsFile(std::vector<char*>& arguments) {
+  constexpr std::string_view kRows = "--rows=";
+  const auto found = std::find_if(arguments.begin(), arguments.end(), [&](const char* argument) {
+    return std::string_view(argument).starts_with(kRows);
+  });
+  if (found == arguments.end()) return "";
+  std::string file(std::string_view(*found).substr(kRows.size()));
+  arguments.erase(found);
+  return file;
 }
 
 }  // namespace
@@ -135,6 +173,7 @@ void Comparison::figure(const std::string& name, double value, const std::string
 
 int Comparison::run(int argc, char** argv) {
   std::vector<char*> arguments(argv, argv + argc);
+  const std::string rowsFile = takeRowsFile(arguments);
   std::string interleaving = "--benchmark_enable_random_interleaving=true";
   arguments.insert(arguments.begin() + 1, interleaving.data());
   int count = static_cast<int>(arguments.size());
@@ -142,6 +181,8 @@ int Comparison::run(int argc, char** argv) {
   benchmark::Initialize(&count, arguments.data());
   if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
 
+  constexpr std::size_t kCopied = std::size_t{64} << 20;
+  task(kCopying, kCopied, copyingTask(kCopied));
   constexpr int kRepetitions = 9;
   constexpr double kSecondsPerRepetition = 0.05;
   for (const Task& task : tasks_) {
@@ -170,7 +211,11 @@ int Comparison::run(int argc, char** argv) {
   for (Task& task : tasks_) {
     if (task.run != nullptr) task.seconds = recorder.secondsOf(task.name);
   }
-  print();
+  if (rowsFile.empty()) {
+    print();
+  } else {
+    writeRows(rowsFile);
+  }
   return 0;
 }
 
@@ -182,8 +227,34 @@ const Comparison::Task& Comparison::find(const std::string& name) const {
   return *found;
 }
 
+// Rates, not times: the two sides may be given inputs of different sizes.
+struct Comparison::Measured {
+  const Row& row;
+  Rate ours;
+  Rate theirs;
+  double ratio;
+  double ofMemory;  ///< of the rate at which memory is copied
+};
+
+std::vector<Comparison::Measured> Comparison::measuredRows() const {
+  const Task& copying = find(kCopying);
+  std::vector<Measured> measured;
+  for (const Row& row : rows_) {
+    const Task& ours = find(row.ours);
+    const Task& theirs = find(row.theirs);
+    if (ours.seconds.empty() || theirs.seconds.empty()) continue;  // filtered out
+    const Rate rate = rateOf(ours.seconds, ours.bytes);
+    const Rate other = rateOf(theirs.seconds, theirs.bytes);
+    const double copyingRate =
+        copying.seconds.empty() ? 0 : rateOf(copying.seconds, copying.bytes).best;
+    measured.push_back(
+        {row, rate, other, rate.best / other.best, copyingRate == 0 ? 0 : rate.best / copyingRate});
+  }
+  return measured;
+}
+
 void Comparison::print() const {
-  std::printf("%s\n\n  %-44s %14s   %-36s %14s %8s %6s %6s\n",
+  std::printf("%s\n\n  %-44s %14s   %-36s %14s %8s %6s %6s %7s\n",
               title_.c_str(),
               "ours",
               "MB/s (median)",
@@ -191,23 +262,19 @@ void Comparison::print() const {
               "MB/s (median)",
               "ratio",
               "floor",
-              "aim");
-  for (const Row& row : rows_) {
-    const Task& ours = find(row.ours);
-    const Task& theirs = find(row.theirs);
-    if (ours.seconds.empty() || theirs.seconds.empty()) continue;  // filtered out
-    // Rates, not times: the two sides may be given inputs of different sizes.
-    const double ratio = static_cast<double>(ours.bytes) / ours.seconds.front() /
-                         (static_cast<double>(theirs.bytes) / theirs.seconds.front());
-    std::printf("  %-44s %14s   %-36s %14s %8.4g %6s %6s  %s\n",
-                ours.name.c_str(),
-                rates(ours.seconds, ours.bytes).c_str(),
-                theirs.name.c_str(),
-                rates(theirs.seconds, theirs.bytes).c_str(),
-                ratio,
-                bound(row.floor).c_str(),
-                bound(row.aim).c_str(),
-                verdict(ratio, row.floor, row.aim));
+              "aim",
+              "memcpy");
+  for (const Measured& each : measuredRows()) {
+    std::printf("  %-44s %14s   %-36s %14s %8.4g %6s %6s %7.3f  %s\n",
+                each.row.ours.c_str(),
+                rateText(each.ours).c_str(),
+                each.row.theirs.c_str(),
+                rateText(each.theirs).c_str(),
+                each.ratio,
+                bound(each.row.floor).c_str(),
+                bound(each.row.aim).c_str(),
+                each.ofMemory,
+                verdict(each.ratio, each.row.floor, each.row.aim));
   }
   for (const Figure& figure : figures_) {
     std::printf("  %-44s %14.3g %s, ceiling %.3g: %s\n",
@@ -215,9 +282,38 @@ void Comparison::print() const {
                 figure.value,
                 figure.unit.c_str(),
                 figure.ceiling,
-                figure.value <= figure.ceiling ? "ok" : "ABOVE CEILING");
+                ceilingVerdict(figure.value, figure.ceiling));
   }
   std::printf("\n");
+}
+
+void Comparison::writeRows(const std::string& file) const {
+  std::ofstream out(file, std::ios::app);
+  for (const Measured& each : measuredRows()) {
+    out << nlohmann::json{{"subject", title_},
+                          {"ours", each.row.ours},
+                          {"oursBest", each.ours.best},
+                          {"oursMedian", each.ours.median},
+                          {"beside", each.row.theirs},
+                          {"besideBest", each.theirs.best},
+                          {"besideMedian", each.theirs.median},
+                          {"ratio", each.ratio},
+                          {"floor", each.row.floor},
+                          {"aim", each.row.aim},
+                          {"ofMemory", each.ofMemory},
+                          {"verdict", verdict(each.ratio, each.row.floor, each.row.aim)}}
+        << "\n";
+  }
+  for (const Figure& figure : figures_) {
+    out << nlohmann::json{{"subject", title_},
+                          {"ours", figure.name},
+                          {"value", figure.value},
+                          {"unit", figure.unit},
+                          {"ceiling", figure.ceiling},
+                          {"verdict", ceilingVerdict(figure.value, figure.ceiling)}}
+        << "\n";
+  }
+  if (!out.flush()) throw std::runtime_error("cannot write " + file);
 }
 
 std::size_t peakAllocation(const std::function<void()>& run) {

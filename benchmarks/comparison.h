@@ -50,8 +50,9 @@ class Comparison {
   /// A row for a figure that is no rate, already measured; good when not above `ceiling`.
   void figure(const std::string& name, double value, const std::string& unit, double ceiling);
 
-  /// Measures the tasks and prints the table. Takes the flags of Google Benchmark. Gives the exit
-  /// status of the program.
+  /// Measures the tasks, and beside them how fast memory is merely copied, and prints the table.
+  /// Takes the flags of Google Benchmark, and `--rows=FILE`: then the table is appended to that
+  /// file instead, as lines of JSON. Gives the exit status of the program.
   int run(int argc, char** argv);
 
  private:
@@ -75,8 +76,12 @@ class Comparison {
     double ceiling;
   };
 
+  struct Measured;  ///< a row with its figures
+
   const Task& find(const std::string& name) const;
+  std::vector<Measured> measuredRows() const;
   void print() const;
+  void writeRows(const std::string& file) const;
 
   std::string title_;
   std::vector<Task> tasks_;
