@@ -1,4 +1,4 @@
-// Where alerts and the health of runs draw the line. README.md lists them for users.
+// Where alerts and the health of runs draw the line; docs/program/lab.md lists them for users.
 #pragma once
 
 namespace tavrine::thresholds {
