@@ -78,7 +78,7 @@ int main(int argc, char** argv) {
     say("out of memory");
     status = ExitStatus::trouble;
   } catch (const std::exception& error) {
-    say(error.what());
+    say(error);
     status = ExitStatus::trouble;
   }
   return static_cast<int>(status);

@@ -48,6 +48,11 @@ bool isCapture(const fs::path& folder) {
 // being written.
 std::vector<fs::path> captureFolders(const std::string& name) {
   const fs::path folder(name);
+  if (!fs::exists(folder)) {
+    throw fs::filesystem_error("cannot read",
+                               folder,
+                               std::make_error_code(std::errc::no_such_file_or_directory));
+  }
   std::vector<fs::path> folders;
   if (!isCapture(folder)) {
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {

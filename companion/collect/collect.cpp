@@ -56,15 +56,16 @@ std::string because(const std::string& what, const std::string& words) {
 }
 
 // Why the output is not whole; empty when it is, be it that the connection was then held open.
-std::string problemOf(const ChildEnd& end, bool isWhole, double seconds) {
-  if (isWhole) return "";
+std::string problemOf(const ChildEnd& end, const std::vector<Piece>& pieces,
+                      const std::string& program, double seconds) {
+  if (!pieces.empty() && pieces.back().name == kLastPiece) return "";
   switch (end.way) {
     case Way::tooLate:
       return "no answer within " + upToOneDecimal(seconds) + " s";
     case Way::tooMuch:
       return "it printed more than it may";
     case Way::notStarted:
-      return "cannot be asked: " + end.words;
+      return "cannot be asked: " + program + ": " + end.words;
     case Way::stopped:
       return "interrupted";
     case Way::signalled:
@@ -72,7 +73,9 @@ std::string problemOf(const ChildEnd& end, bool isWhole, double seconds) {
     case Way::exited:
       break;
   }
-  return because("it ended too early, with status " + std::to_string(end.status), end.words);
+  const std::string what =
+      pieces.empty() ? "no answer, but status " : "it ended too early, with status ";
+  return because(what + std::to_string(end.status), end.words);
 }
 
 // One host while it is being asked.
@@ -98,21 +101,21 @@ std::vector<Capture> collect(const CollectRequest& request,
     Inquiry& inquiry = inquiries.back();
     inquiry.capture.info.server = host.server;
     inquiry.capture.info.host = host.destination.empty() ? host.server : host.destination;
-    tasks.push_back({.command = commandFor(request, host),
+    std::vector<std::string> command = commandFor(request, host);
+    const std::string program = command.front();
+    tasks.push_back({.command = std::move(command),
                      .input = script,
                      .seconds = request.seconds,
                      .mostBytes = kBabbling * request.mostBytesOfHost,
                      .onOutput = [&inquiry](std::string_view bytes) { inquiry.reader.feed(bytes); },
                      .onEnd =
-                         [&, seconds = request.seconds](const ChildEnd& end) {
+                         [&, program, seconds = request.seconds](const ChildEnd& end) {
                            std::vector<Piece> pieces = inquiry.reader.take();
-                           const bool isWhole = !pieces.empty() && pieces.back().name == kLastPiece;
+                           const std::string problem = problemOf(end, pieces, program, seconds);
                            CaptureInfo info = std::move(inquiry.capture.info);
                            // JSON times carry whole seconds.
                            info.takenAt = std::chrono::floor<std::chrono::seconds>(currentTime());
-                           inquiry.capture = captureOf(std::move(info),
-                                                       std::move(pieces),
-                                                       problemOf(end, isWhole, seconds));
+                           inquiry.capture = captureOf(std::move(info), std::move(pieces), problem);
                            onHost(++ended);
                          }});
   }

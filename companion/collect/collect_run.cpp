@@ -42,7 +42,7 @@ void keepTold(Capture& capture, const std::string& folder) {
   try {
     writeCapture(capture, captureFolder(folder, capture.info.server));
   } catch (const std::filesystem::filesystem_error& error) {
-    say(error.what());
+    say(error);
     capture.info.problem = capture.info.problem.value_or("its capture could not be kept");
   }
 }

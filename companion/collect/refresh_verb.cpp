@@ -75,7 +75,7 @@ std::optional<AppSnapshot> previousIn(const std::filesystem::path& file, Finding
   } catch (const DecodingError& error) {
     say("no snapshot in " + file.string() + ": " + error.what());
   } catch (const std::filesystem::filesystem_error& error) {
-    say(error.what());
+    say(error);
   }
   return std::nullopt;
 }
@@ -106,7 +106,7 @@ void refreshAgain(const CollectRequest& request, const RefreshOptions& options,
   try {
     refreshOnce(request, options, file);
   } catch (const std::filesystem::filesystem_error& error) {
-    say(error.what());
+    say(error);
   }
 }
 

@@ -42,7 +42,7 @@ Diagnoses diagnoseAll(const DiagnoseOptions& options) {
       diagnoses.logs.push_back(diagnoseLog(name, readInput(log), options.recent));
       if (options.logs.size() > 1) diagnoses.logs.back().forgetPoints();
     } catch (const std::system_error& error) {
-      say(error.what());
+      say(error);
       diagnoses.isComplete = false;
     }
   }

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <system_error>
 
@@ -58,6 +59,18 @@ void closeOutput() {
 void writeWords(std::string_view words) { static_cast<void>(writeAll(STDERR_FILENO, words)); }
 
 void say(std::string_view message) { writeWords("tavrine: " + visibleText(message) + "\n"); }
+
+void say(const std::exception& error) {
+  const auto* const ofFile = dynamic_cast<const std::filesystem::filesystem_error*>(&error);
+  if (ofFile == nullptr) return say(std::string_view(error.what()));
+  // As the standard library has it: "filesystem error: WHAT [PATH]".
+  constexpr std::string_view kPrefix = "filesystem error: ";
+  const std::string& path = ofFile->path1().native();
+  std::string_view what = error.what();
+  if (what.starts_with(kPrefix)) what.remove_prefix(kPrefix.size());
+  what = what.substr(0, what.rfind(" [" + path + "]"));
+  say(path + ": " + std::string(what));
+}
 
 bool outputIsTerminal() { return ::isatty(STDOUT_FILENO) == 1; }
 

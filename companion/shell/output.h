@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <optional>
 #include <string_view>
 
@@ -29,6 +30,9 @@ void writeWords(std::string_view words);
 /// "tavrine: MESSAGE", one line on standard error; whatever a file name or an argument brought
 /// into the message, it does nothing to the terminal.
 void say(std::string_view message);
+
+/// The same of an error. What the system has to say of a file begins with the file.
+void say(const std::exception& error);
 
 bool outputIsTerminal();
 

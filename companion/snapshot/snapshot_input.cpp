@@ -10,6 +10,7 @@
 #include <CLI/CLI.hpp>
 
 #include <cstddef>
+#include <filesystem>
 #include <stdexcept>
 
 namespace tavrine {
@@ -38,6 +39,11 @@ void addSnapshotInput(CLI::App& command, SnapshotInput& input, const std::string
 }
 
 AppSnapshot readSnapshot(const SnapshotInput& input, Findings& findings) {
+  if (!input.file && !std::filesystem::exists(input.path())) {
+    throw std::runtime_error(
+        "there is no latest snapshot, " + input.path() +
+        "; 'tavrine refresh' makes one, and 'tavrine demo' shows a made-up lab");
+  }
   const std::string document = readInput(input.path());
   try {
     auto snapshot = decode<AppSnapshot>(document, &findings);

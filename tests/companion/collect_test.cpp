@@ -75,12 +75,14 @@ TEST_F(Collect, handsTheHostOverAsAHost) {
 TEST_F(Collect, saysWhatWentWrong) {
   EXPECT_EQ(problem(kDone), "none");
   EXPECT_EQ(problem("echo 'ssh: no route' >&2; exit 255"),
-            "it ended too early, with status 255: ssh: no route");
-  EXPECT_EQ(problem("exit 0"), "it ended too early, with status 0");
+            "no answer, but status 255: ssh: no route");
+  EXPECT_EQ(problem("exit 0"), "no answer, but status 0");
   EXPECT_EQ(problem("kill -9 $$"), "ended by signal 9");
   EXPECT_EQ(problem("sleep 60", 0.2), "no answer within 0.2 s");
   EXPECT_EQ(problem("printf 'a\\nb\\n\\377\\n\\n' >&2; exit 1"),
-            "it ended too early, with status 1: \xEF\xBF\xBD");
+            "no answer, but status 1: \xEF\xBF\xBD");
+  EXPECT_EQ(problem("head -c 100000 /dev/zero | tr '\\0' x >&2; exit 1"),
+            "no answer, but status 1: " + std::string(300, 'x') + "\u2026");
 }
 
 TEST_F(Collect, asksAHostThatHoldsTheConnectionOpen) {
@@ -91,7 +93,7 @@ TEST_F(Collect, saysThatTheProgramIsNotThere) {
   CollectRequest asked = request("", {"h"});
   asked.ssh = (folder_ / "none").string();
   EXPECT_EQ(run(asked).front().info.problem,
-            "cannot be asked: " + std::string(std::strerror(ENOENT)));
+            "cannot be asked: " + asked.ssh + ": " + std::string(std::strerror(ENOENT)));
 }
 
 TEST_F(Collect, endsAHostThatBabbles) {

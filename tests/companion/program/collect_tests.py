@@ -222,7 +222,7 @@ class Hosts(CollectTest):
 
     def test_one_that_is_unknown(self):
         self.state("echo 'no such host' >&2; exit 255",
-                   problem="it ended too early, with status 255: no such host")
+                   problem="no answer, but status 255: no such host")
 
     def test_one_that_greets(self):
         for greeting in ("echo welcome", "printf 'welcome > '", "printf '\\377\\000\\033[2J'"):
@@ -236,7 +236,7 @@ class Hosts(CollectTest):
 
     def test_one_that_speaks_in_bytes(self):
         self.state("cat >/dev/null; head -c 3000000 /dev/urandom",
-                   problem="it ended too early, with status 0")
+                   problem="no answer, but status 0")
 
     def expect_little_memory(self, usage):
         idle = subprocess.Popen([PROGRAM, "--version"], stdout=subprocess.DEVNULL)
@@ -315,7 +315,7 @@ printf '%s begin done\n\n%s end done 0\n' $word $word""")
         states = [each["state"] for each in json.loads(out)["servers"]]
         self.assertEqual((len(states), states.count("offline")), (200, 40))
         self.assertEqual(words.count("no answer within 2 s"), 20)
-        self.assertEqual(words.count("with status 255"), 20)
+        self.assertEqual(words.count("no answer, but status 255"), 20)
         self.assertLess(taken, 15)  # one after the other: 40 s of waiting alone
         self.expect_little_memory(usage)
 
@@ -611,7 +611,7 @@ Host gpu-*
         self.ssh_with("other")
         done = self.ask("collect", "gpu-01")
         self.assertEqual(done.returncode, 1)
-        self.assertIn("gpu-01: it ended too early, with status 255: ", done.stderr)
+        self.assertIn("gpu-01: no answer, but status 255: ", done.stderr)
         self.assertIn("Permission denied", done.stderr)
 
     def test_trusts_no_host_that_it_does_not_know(self):

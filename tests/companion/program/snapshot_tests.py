@@ -130,8 +130,9 @@ class Show(ProgramTest):
     def test_without_a_latest_one(self):
         done = subprocess.run([PROGRAM, "show"], capture_output=True,
                               env=environment(HOME=str(self.folder)))
-        self.expect(done, 2, b"", f"tavrine: cannot read {self.folder}/.tavrine/latest.json: No such"
-                                  " file or directory\n".encode())
+        self.expect(done, 2, b"",
+                    f"tavrine: there is no latest snapshot, {self.folder}/.tavrine/latest.json; "
+                    "'tavrine refresh' makes one, and 'tavrine demo' shows a made-up lab\n".encode())
 
     def test_of_what_is_no_snapshot(self):
         self.expect(run("show", "-", stdin=b"{}"), 2, b"",
