@@ -28,9 +28,9 @@ run: ## shows this machine, a made-up lab if it has no GPU, and a recorded one
 .PHONY: test
 test: test-dev ## builds everything and runs all tests
 
-.PHONY: test-dev test-asan test-tsan test-clang test-coverage
+.PHONY: test-dev test-asan test-tsan test-clang
 test-clang test-asan test-tsan: TOOLS = ci
-test-dev test-asan test-tsan test-clang test-coverage: test-%: ## (test-asan, ...) the same in another preset
+test-dev test-asan test-tsan test-clang: test-%: ## (test-asan, ...) the same in another preset
 	@tools/bootstrap build test $(TOOLS)
 	@cmake --preset $*
 	@cmake --build --preset $*
@@ -47,6 +47,15 @@ bench: ## measures us beside what else could be used, in one table
 		$$benchmark --rows=build/release/benchmarks/rows.json || exit; \
 	done
 	@benchmarks/report.py build/release/benchmarks/rows.json
+
+.PHONY: coverage
+coverage: ## tells which lines of the library its unit tests do not reach
+	@tools/bootstrap build test ci
+	@cmake --preset coverage
+	@cmake --build --preset coverage
+	@ctest --preset coverage --no-label-summary
+	@gcovr --root . --object-directory build/coverage --filter TavrineShared/ \
+		--exclude-throw-branches --exclude-unreachable-branches --gcov-ignore-parse-errors --print-summary
 
 .PHONY: fuzz
 fuzz: ## fuzzes each target for FUZZ_SECONDS (30)

@@ -124,6 +124,13 @@ TEST(ReadFile, namesTheFileInItsMessage) {
 
 // --- Replacing ---
 
+TEST(ReadFile, readsAFileThatDoesNotKnowItsSize) {
+  const FileBytes memory = readFile("/proc/self/smaps");
+  EXPECT_EQ(fs::file_size("/proc/self/smaps"), 0U);
+  EXPECT_GT(memory.text().size(), 8192U) << "so that room for it has to grow";
+  EXPECT_TRUE(memory.text().ends_with('\n'));
+}
+
 TEST(ReplaceFile, makesANewFile) {
   const TemporaryFolder folder;
   replaceFile(folder / "new", kLong);

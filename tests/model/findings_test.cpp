@@ -216,6 +216,22 @@ INSTANTIATE_TEST_SUITE_P(
     }),
     rowName);
 
+TEST(Findings, tellsLossesAndPlacesButNotWhatIsLeftOut) {
+  Findings findings;
+  for (const FindingOutcome outcome : FindingOutcome::allCases()) {
+    findings.add(outcome, [] { return Finding{}; });
+  }
+  std::vector<FindingOutcome> told;
+  for (const Finding& finding : findings.told()) told.push_back(finding.outcome);
+  std::vector<FindingOutcome> expected;
+  for (const FindingOutcome outcome : FindingOutcome::allCases()) {
+    if (outcome.isLoss() || outcome == FindingOutcome::located) expected.push_back(outcome);
+  }
+  EXPECT_EQ(told, expected);
+  EXPECT_EQ(findings.toldCount(), expected.size());
+  EXPECT_LT(expected.size(), FindingOutcome::allCases().size());
+}
+
 TEST(Excerpt, readsNoMoreThanItShows) {
   // Bytes that a sanitizer would see read: there are none behind the 81st character.
   const ExactBytes text(std::string(80, 'x') + "y");
