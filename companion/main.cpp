@@ -4,6 +4,7 @@
 // for people to standard error; shell/exit_status.h says what the exit status means.
 #include "companion/assemble/assemble_verb.h"
 #include "companion/collect/collect_verbs.h"
+#include "companion/completion/completion.h"
 #include "companion/diagnose/diagnose_verbs.h"
 #include "companion/export/export_verb.h"
 #include "companion/parse/parse_verb.h"
@@ -18,6 +19,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <string_view>
 
 namespace tavrine {
 
@@ -47,6 +49,10 @@ ExitStatus run(int argc, char** argv) {
   addCollectVerb(program, chosen);
   addAssembleVerb(program, chosen);
   addRefreshVerb(program, chosen);
+  if (argc > 1 && argv[1] == std::string_view(kCompletionRequest)) {
+    writeOutput(completions(program, {argv + 2, argv + argc}));
+    return ExitStatus::fine;
+  }
   try {
     program.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {

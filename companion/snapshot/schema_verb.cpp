@@ -30,13 +30,19 @@ const RecordTable* findRecord(const std::string& name) {
 
 std::string namesOfAll() {
   std::string names;
-  for (const RecordTable* const table : allRecords()) {
-    names.append(names.empty() ? "" : ", ").append(table->name);
+  for (const std::string& name : schemaNames()) {
+    names.append(names.empty() ? "" : ", ").append(name);
   }
   return names;
 }
 
 }  // namespace
+
+std::vector<std::string> schemaNames() {
+  std::vector<std::string> names;
+  for (const RecordTable* const table : allRecords()) names.emplace_back(table->name);
+  return names;
+}
 
 void addSchemaVerb(CLI::App& program, Action& chosen) {
   CLI::App& app = addCommand(program,

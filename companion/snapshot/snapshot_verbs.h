@@ -3,6 +3,9 @@
 
 #include "companion/shell/usage.h"
 
+#include <string>
+#include <vector>
+
 namespace tavrine {
 
 /// Each adds its verb to the program; when it is what the user asked for, `chosen` is set.
@@ -10,5 +13,8 @@ void addCheckVerb(CLI::App& program, Action& chosen);
 void addDemoVerb(CLI::App& program, Action& chosen);
 void addSchemaVerb(CLI::App& program, Action& chosen);
 void addShowVerb(CLI::App& program, Action& chosen);
+
+/// The records whose schema `schema` prints.
+std::vector<std::string> schemaNames();
 
 }  // namespace tavrine
