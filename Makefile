@@ -28,13 +28,25 @@ run: ## shows this machine, a made-up lab if it has no GPU, and a recorded one
 .PHONY: test
 test: test-dev ## builds everything and runs all tests
 
-.PHONY: test-dev test-asan test-tsan test-clang
+.PHONY: test-dev test-shared test-asan test-tsan test-clang
 test-clang test-asan test-tsan: TOOLS = ci
-test-dev test-asan test-tsan test-clang: test-%: ## (test-asan, ...) the same in another preset
+test-dev test-shared test-asan test-tsan test-clang: test-%: ## (test-asan, ...) the same in another preset
 	@tools/bootstrap build test $(TOOLS)
 	@cmake --preset $*
 	@cmake --build --preset $*
 	@ctest --preset $* --no-label-summary
+
+.PHONY: package test-package
+package: ## makes Debian packages of library and program in build/package
+	@tools/bootstrap build package
+	@cmake --preset package
+	@cmake --build --preset package
+	@cpack --preset package
+test-package: ## tests them, and the program that is in them
+	@tools/bootstrap build test package
+	@cmake --preset package -D TAVRINE_BUILD_TESTS=ON
+	@cmake --build --preset package
+	@ctest --preset package --no-label-summary
 
 .PHONY: bench
 bench: ## measures us beside what else could be used, in one table
