@@ -48,6 +48,12 @@ test-package: ## tests them, and the program that is in them
 	@cmake --build --preset package
 	@ctest --preset package --no-label-summary
 
+.PHONY: docs
+docs: ## makes the reference pages of the library in build/release/docs
+	@tools/bootstrap build docs
+	@cmake --preset release
+	@cmake --build --preset release --target docs
+
 .PHONY: bench
 bench: ## measures us beside what else could be used, in one table
 	@tools/bootstrap build test

@@ -34,10 +34,13 @@ enum class JSONResult : std::uint8_t {
 
 class JSONNumber;
 
+/// What the first byte of a value says that it is; `none` is no value.
 enum class JSONKind : std::uint8_t { null, boolean, number, text, list, object, none };
 
+/// A place in a document, which moves on with each value that is read.
 class JSONReader {
  public:
+  /// Where a document stops being JSON, and why.
   struct SyntaxError {
     std::size_t offset;  ///< byte offset in the document
     std::string_view reason;

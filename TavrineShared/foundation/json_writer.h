@@ -16,11 +16,13 @@
 
 namespace tavrine {
 
+/// One line, or indented lines for people and for files.
 enum class JSONStyle : std::uint8_t {
   compact,
   pretty,
 };
 
+/// A document as far as it has been written.
 class JSONWriter {
  public:
   explicit JSONWriter(JSONStyle style) : isPretty_(style == JSONStyle::pretty) {}

@@ -6,6 +6,7 @@
 
 namespace tavrine {
 
+/// A place in a text as an editor shows it.
 struct TextPosition {
   std::size_t line;    ///< from 1; a line ends at a line feed
   std::size_t column;  ///< from 1, in characters; an ill-formed part of UTF-8 counts as one

@@ -12,6 +12,7 @@
 
 namespace tavrine {
 
+/// Compared by its bytes; whether it is one of any version is not asked.
 struct UUID {
   /// The length of the text form; it never varies.
   static constexpr std::size_t kTextLength = 36;

@@ -63,6 +63,7 @@ struct SystemSensors {
 
   /// The highest temperature; of equal ones, and of those that cannot be compared, the first.
   std::optional<double> peakCPUTempC() const;
+  /// Over all devices: KiB per second.
   double totalDiskReadKBps() const;
   double totalDiskWriteKBps() const;
   SystemSensors withServerName(std::string_view name) const { return renamed(*this, name); }

@@ -45,6 +45,7 @@ struct AppSnapshot {
   double totalPowerDrawW() const;
   /// Runs that warm up, run or have stalled: a stalled run still holds its GPUs.
   std::int64_t activeRunCount() const;
+  /// All processes of the snapshot, of whatever kind.
   std::int64_t activeProcessCount() const;
   /// Processes of the kinds training, scheduler and notebook: what people do to train, and not
   /// whatever else sits on a GPU.

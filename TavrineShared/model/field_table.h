@@ -40,6 +40,7 @@ enum class WhenMissing : std::uint8_t {
   takesDefault,  ///< the default, which also takes the place of a null
 };
 
+/// One field of a record, for loops that know no types.
 struct Field {
   std::string_view key;
   const ValueType* type;
@@ -88,6 +89,7 @@ struct FieldSet {
   std::uint64_t missed = 0;
 };
 
+/// What a record declares of itself: all that decoding, encoding, hashing and its schema go by.
 struct RecordTable {
   std::string_view name;
   std::span<const Field> fields;        ///< in declaration order

@@ -62,6 +62,7 @@ class FindingOutcome : public Vocabulary<FindingOutcome> {
   Case value_;
 };
 
+/// One thing that was lost, passed over or, where that was asked for, read: where, and why.
 struct Finding {
   std::optional<std::int64_t> line;    ///< from 1, in line-oriented text; absent in JSON documents
   std::optional<std::int64_t> column;  ///< from 1, in characters, where what is meant begins
@@ -97,6 +98,7 @@ class Findings {
   /// Those kept in full.
   const std::vector<Finding>& list() const { return findings_; }
 
+  /// All of this outcome that were met, kept or not.
   std::size_t count(FindingOutcome outcome) const {
     return counts_[static_cast<std::size_t>(static_cast<FindingOutcome::Case>(outcome))];
   }

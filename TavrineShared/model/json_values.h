@@ -61,6 +61,7 @@ class ListSizes {
 
 struct ValueType;
 
+/// What a `DecodingError` says, before anyone knows whether it will be thrown.
 struct DecodingProblem {
   DecodingError::Kind kind{};
   std::string path;
@@ -89,11 +90,13 @@ struct DecodeContext {
   Finding findingHere() const;
 };
 
+/// What an `EncodingError` says.
 struct EncodingProblem {
   std::string path;
   std::string_view reason;
 };
 
+/// What an encoder knows of its surroundings.
 struct EncodeContext {
   const CodingPath* path = nullptr;
   EncodingProblem* problem = nullptr;
@@ -134,6 +137,7 @@ enum class Leniency : std::uint8_t {
 template <class T>
 struct ValueForm;
 
+/// `ValueForm` of some type with the type erased, for the tables of records.
 struct ValueType {
   std::string (*describe)();
   JSONResult (*decode)(JSONReader& reader, void* value, const DecodeContext& context);

@@ -32,6 +32,7 @@
 
 namespace tavrine {
 
+/// One line of a vocabulary's table.
 template <class Case>
 struct VocabularyEntry {
   Case value;
@@ -66,6 +67,8 @@ class AllCases {
   constexpr V operator[](std::size_t index) const { return V::kEntries[index].value; }
 };
 
+/// What a closed set of words has in common: V behaves like the enum `V::Case` and finds its texts
+/// in `V::kEntries`, one entry per case and in the order of the cases.
 template <class V>
 class Vocabulary {
  public:

@@ -11,6 +11,7 @@
 
 namespace tavrine {
 
+/// What a run looks like from a distance.
 class DashboardRunState : public Vocabulary<DashboardRunState> {
  public:
   enum Case : std::uint8_t { alive, warmingUp, stalled, idle };

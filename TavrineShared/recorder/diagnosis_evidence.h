@@ -40,6 +40,7 @@ class DiagnosisTest : public Vocabulary<DiagnosisTest> {
   Case value_;
 };
 
+/// How a measurement has to stand to its threshold for the comparison to hold.
 class ComparisonRelation : public Vocabulary<ComparisonRelation> {
  public:
   enum Case : std::uint8_t { above, below, atLeast };
@@ -77,6 +78,7 @@ struct DiagnosisStep {
   static const RecordTable& table();
 };
 
+/// How many stacks are in a phase.
 struct PhaseCount {
   RuntimePhase phase;
   std::int64_t stacks;
@@ -85,6 +87,7 @@ struct PhaseCount {
   static const RecordTable& table();
 };
 
+/// What can speak against a verdict.
 class DiagnosisDoubtKind : public Vocabulary<DiagnosisDoubtKind> {
  public:
   enum Case : std::uint8_t {
@@ -114,6 +117,7 @@ class DiagnosisDoubtKind : public Vocabulary<DiagnosisDoubtKind> {
   Case value_;
 };
 
+/// A reason to doubt the verdict; it never changes it.
 struct DiagnosisDoubt {
   DiagnosisDoubtKind kind;
   std::string detail;  ///< what was seen and what it may mean, in one sentence without a full stop
@@ -122,6 +126,7 @@ struct DiagnosisDoubt {
   static const RecordTable& table();
 };
 
+/// A verdict with all that led to it.
 struct DiagnosisEvidence {
   RuntimeDiagnosis verdict;           ///< what `derive` gives
   std::vector<DiagnosisStep> steps;   ///< the tests made; the last one decided
