@@ -48,7 +48,7 @@ FLOORS = {
     "companion": LIBRARY,
     "tests": LIBRARY | {"whole library", "companion"},
     "benchmarks": LIBRARY | {"companion", "tests"},
-    "fuzz": LIBRARY | {"tests"},
+    "fuzz": LIBRARY | {"companion", "tests"},
     "examples": LIBRARY | {"whole library"},
 }
 
