@@ -13,10 +13,9 @@ namespace tavrine {
 /// What stood between two marker lines.
 struct Piece {
   std::string name;
-  std::string text;  ///< any bytes
-  std::optional<std::int64_t>
-      status;         ///< absent when the output ended, or another began, before it
-  std::size_t bytes;  ///< of which `text` holds the first
+  std::string text;                    ///< any bytes
+  std::optional<std::int64_t> status;  ///< absent for one that has no end
+  std::size_t bytes;                   ///< of which `text` holds the first
 };
 
 class PieceReader {
