@@ -40,7 +40,7 @@ for target in "$build"/fuzz/*_fuzz; do
   [ -z "$real" ] || set -- "$@" "$here/../tests/golden/$real"
   [ ! -d "$here/regressions/$name" ] || set -- "$@" "$here/regressions/$name"
   [ ! -f "$here/dictionaries/$name.dict" ] || set -- "$@" -dict="$here/dictionaries/$name.dict"
-  if ! "$target" -max_total_time="$seconds" -max_len=16384 -timeout=10 -artifact_prefix="$crashes/" \
+  if ! "$target" -max_total_time="$seconds" -max_len=4096 -timeout=10 -artifact_prefix="$crashes/" \
     "$@" >"$log" 2>&1; then
     tail -n 60 "$log"
     echo "$name: failed; the input is in $crashes" >&2
