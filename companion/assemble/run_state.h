@@ -14,8 +14,14 @@ namespace tavrine {
 
 /// Whether a run holds its GPUs: one that has stalled does.
 constexpr bool isActive(RunStatus status) {
-  return status == RunStatus::running || status == RunStatus::warmingUp ||
-         status == RunStatus::stalled;
+  switch (status) {
+    case RunStatus::warmingUp:
+    case RunStatus::running:
+    case RunStatus::stalled:
+      return true;
+    default:
+      return false;
+  }
 }
 
 /// One run for each folder of the capture that holds a training log, a recorder's log or both, by
