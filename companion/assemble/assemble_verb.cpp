@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -48,27 +49,19 @@ bool isCapture(const fs::path& folder) {
 // being written.
 std::vector<fs::path> captureFolders(const std::string& name) {
   const fs::path folder(name);
-  if (!fs::exists(folder)) {
-    throw fs::filesystem_error("cannot read",
-                               folder,
-                               std::make_error_code(std::errc::no_such_file_or_directory));
-  }
+  if (isCapture(folder)) return {folder};
+  std::error_code error;
+  const fs::directory_iterator entries(folder, error);
+  if (error) throw fs::filesystem_error("cannot read", folder, error);
   std::vector<fs::path> folders;
-  if (!isCapture(folder)) {
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-      const bool isHidden = entry.path().filename().string().starts_with('.');
-      if (!isHidden && entry.is_directory() && isCapture(entry.path())) {
-        folders.push_back(entry.path());
-      }
+  for (const fs::directory_entry& entry : entries) {
+    const bool isHidden = entry.path().filename().string().starts_with('.');
+    if (!isHidden && entry.is_directory() && isCapture(entry.path())) {
+      folders.push_back(entry.path());
     }
-    std::sort(folders.begin(), folders.end());
   }
-  if (folders.empty() && !isCapture(folder)) {
-    throw fs::filesystem_error("no capture, and no folder of captures",
-                               folder,
-                               std::make_error_code(std::errc::invalid_argument));
-  }
-  if (folders.empty()) folders.push_back(folder);
+  if (folders.empty()) throw std::runtime_error(name + ": no capture, and no folder of captures");
+  std::sort(folders.begin(), folders.end());
   return folders;
 }
 

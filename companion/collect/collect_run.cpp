@@ -7,7 +7,7 @@
 
 #include <unistd.h>
 
-#include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <utility>
 
@@ -38,22 +38,24 @@ class ProgressLine {
 };
 
 // A folder that cannot be written costs none of the others, nor the snapshot.
-void keepTold(Capture& capture, const std::string& folder) {
+void keepTold(const Capture& capture, const std::string& parent, Collected& collected) {
+  const std::filesystem::path folder = captureFolder(parent, capture.info.server);
   try {
-    writeCapture(capture, captureFolder(folder, capture.info.server));
+    writeCapture(capture, folder);
+    collected.kept.push_back(folder);
   } catch (const std::filesystem::filesystem_error& error) {
     say(error);
-    capture.info.problem = capture.info.problem.value_or("its capture could not be kept");
+    collected.isWhole = false;
   }
 }
 
 }  // namespace
 
-std::vector<Capture> collectTold(const CollectRequest& request, const CollectOptions& options) {
-  std::vector<Capture> captures;
+Collected collectTold(const CollectRequest& request, const CollectOptions& options) {
+  Collected collected;
   {
     const ProgressLine progress(request.hosts.size());
-    captures = collect(
+    collected.captures = collect(
         request,
         [&progress](std::size_t ended) { progress.show(ended); },
         isInterrupted);
@@ -63,22 +65,19 @@ std::vector<Capture> collectTold(const CollectRequest& request, const CollectOpt
     say("interrupted");
     return {};
   }
-  for (Capture& capture : captures) {
+  for (Capture& capture : collected.captures) {
     if (options.redact) capture = redacted(std::move(capture));
-    if (capture.info.problem) say(capture.info.server + ": " + *capture.info.problem);
+    if (capture.info.problem) {
+      say(capture.info.server + ": " + *capture.info.problem);
+      collected.isWhole = false;
+    }
     for (const CommandResult& result : capture.info.commands) {
       const std::string lost = shortfall(result);
       if (!lost.empty()) say(capture.info.server + ": " + result.command + ": " + lost);
     }
-    if (options.captures) keepTold(capture, *options.captures);
+    if (options.captures) keepTold(capture, *options.captures, collected);
   }
-  return captures;
-}
-
-bool areWhole(const std::vector<Capture>& captures) {
-  return std::none_of(captures.begin(), captures.end(), [](const Capture& capture) {
-    return capture.info.problem.has_value();
-  });
+  return collected;
 }
 
 }  // namespace tavrine

@@ -1,6 +1,5 @@
 #include "companion/assemble/assemble.h"
 #include "companion/assemble/assembly_output.h"
-#include "companion/capture/capture_folder.h"
 #include "companion/collect/collect_options.h"
 #include "companion/collect/collect_run.h"
 #include "companion/collect/collect_verbs.h"
@@ -14,10 +13,10 @@
 
 #include <CLI/CLI.hpp>
 
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace tavrine {
 
@@ -29,12 +28,6 @@ struct CollectVerbOptions {
   bool script = false;
 };
 
-void printFolders(const std::vector<Capture>& captures, const std::string& parent) {
-  for (const Capture& capture : captures) {
-    writeOutput(captureFolder(parent, capture.info.server).string() + "\n");
-  }
-}
-
 ExitStatus runCollect(const CollectVerbOptions& options) {
   const CollectRequest request = options.collect.resolved();
   if (options.script) {
@@ -42,13 +35,13 @@ ExitStatus runCollect(const CollectVerbOptions& options) {
     return ExitStatus::fine;
   }
   noteInterruptions();
-  const std::vector<Capture> captures = collectTold(request, options.collect);
+  const Collected collected = collectTold(request, options.collect);
   if (isInterrupted()) return ExitStatus::findings;
-  bool isAllWell = areWhole(captures);
+  bool isAllWell = collected.isWhole;
   if (options.collect.captures) {
-    printFolders(captures, *options.collect.captures);
+    for (const std::filesystem::path& folder : collected.kept) writeOutput(folder.string() + "\n");
   } else {
-    Assembly assembly = assemble(captures, nullptr);
+    Assembly assembly = assemble(collected.captures, nullptr);
     if (options.collect.redact) assembly.snapshot = redacted(std::move(assembly.snapshot));
     writeJSON(encode(assembly.snapshot, options.json.style()));
     isAllWell = !tellLosses(assembly.findings, options.collect.findings, options.collect.redact) &&

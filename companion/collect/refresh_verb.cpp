@@ -85,11 +85,11 @@ bool refreshOnce(const CollectRequest& request, const RefreshOptions& options,
                  const std::filesystem::path& file) {
   const auto started = Clock::now();
   const double cpuBefore = cpuSeconds();
-  const std::vector<Capture> captures = collectTold(request, options.collect);
+  const Collected collected = collectTold(request, options.collect);
   if (isInterrupted()) return false;
   FindingsBook book;
   const std::optional<AppSnapshot> previous = previousIn(file, book);
-  Assembly assembly = assemble(captures, previous ? &*previous : nullptr);
+  Assembly assembly = assemble(collected.captures, previous ? &*previous : nullptr);
   if (options.collect.redact) assembly.snapshot = redacted(std::move(assembly.snapshot));
   SnapshotDiskStore::write(assembly.snapshot, file);
   const double seconds = std::chrono::duration<double>(Clock::now() - started).count();
@@ -97,7 +97,7 @@ bool refreshOnce(const CollectRequest& request, const RefreshOptions& options,
       oneDecimal(seconds) + " s and " + significantDigits(cpuSeconds() - cpuBefore, 2) +
       " s of CPU");
   book.append(std::move(assembly.findings));
-  return !tellLosses(book, options.collect.findings, options.collect.redact) && areWhole(captures);
+  return !tellLosses(book, options.collect.findings, options.collect.redact) && collected.isWhole;
 }
 
 // What worked before will work again, once there is room on the disk, say.
@@ -143,7 +143,7 @@ void addRefreshVerb(CLI::App& program, Action& chosen) {
   CLI::App& app = addCommand(program,
                              "refresh",
                              "Asks hosts and keeps the snapshot as the latest.",
-                             {"tavrine refresh && tavrine show",
+                             {"tavrine refresh; tavrine show",
                               "tavrine refresh gpu-01 gpu-02=ada@10.0.1.52",
                               "tavrine refresh --every 30s &"});
   app.footer(app.get_footer() +

@@ -132,7 +132,13 @@ class Collect(CollectTest):
         (self.folder / "empty").mkdir()
         done = self.tavrine("assemble", "empty")
         self.assertEqual((done.returncode, done.stdout), (2, b""))
-        self.assertIn("no capture, and no folder of captures", done.stderr)
+        self.assertEqual(done.stderr, "tavrine: empty: no capture, and no folder of captures\n")
+        self.file("packed.tar.gz", b"")
+        for name, why in (("packed.tar.gz", "Not a directory"),
+                          ("none", "No such file or directory")):
+            done = self.tavrine("assemble", name)
+            self.assertEqual((done.returncode, done.stderr),
+                             (2, f"tavrine: {name}: cannot read: {why}\n"))
 
     def test_what_was_lost_is_told_by_all(self):
         self.script("bin/nvidia-smi", "echo nonsense")
@@ -179,6 +185,14 @@ class Collect(CollectTest):
         self.assertIn("not replaced, since it is no capture", done.stderr)
         self.assertEqual(os.listdir(self.folder / "kept/a"), ["thesis"])
         self.assertTrue((self.folder / "kept/b/capture.json").exists())
+        self.assertEqual(done.stdout, b"kept/b\n")
+
+    def test_a_capture_that_cannot_be_kept_costs_its_server_nothing(self):
+        self.file("taken", b"")
+        done = self.ask("refresh", "--captures", "taken", "a")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("tavrine: taken: ", done.stderr)
+        self.assertEqual(self.servers(self.tavrine("show", "--json"))["a"]["state"], "connected")
 
     def test_the_script_runs_by_itself(self):
         script = self.tavrine("collect", "--script").stdout
@@ -192,7 +206,9 @@ class Collect(CollectTest):
         done = subprocess.run([PROGRAM, "collect"], stdout=subprocess.PIPE, stderr=theirs,
                               env=self.environment())
         os.close(theirs)
-        words = os.read(ours, 65536)
+        words = b""
+        while not words.endswith(b"\x1b[K"):  # a read may give a part; after all of it, it fails
+            words += os.read(ours, 65536)
         os.close(ours)
         self.assertEqual(done.returncode, 0)
         self.assertTrue(words.startswith(b"\r0 of 1 hosts") and words.endswith(b"\r\x1b[K"), words)
