@@ -129,6 +129,8 @@ std::vector<Capture> collect(const CollectRequest& request,
 std::string hostProblem(const std::string& host) {
   if (host.empty()) return "is empty";
   if (host.front() == '-') return "begins with -";
+  // No ssh knows such a host: a shell has put the names of files in the place of their pattern.
+  if (host.front() == '/') return "begins with /, as files do; a pattern of files needs quotes";
   if (!isWellFormedUTF8(host)) return "is not UTF-8";
   const bool isOneWord = std::none_of(host.begin(), host.end(), [](char c) {
     return static_cast<unsigned char>(c) <= 0x20 || c == 0x7F;

@@ -34,6 +34,9 @@ constexpr auto kSettingsOfRefresh = std::to_array<std::string_view>({"every", "f
 constexpr auto kCounts =
     std::to_array<std::string_view>({"at-once", "most-per-file", "most-per-host"});
 
+// Those of the hosts are for their shells to expand.
+constexpr auto kPathsHere = std::to_array<std::string_view>({"captures", "file", "ssh"});
+
 template <std::size_t Count>
 bool isAmong(const std::array<std::string_view, Count>& names, std::string_view name) {
   return std::find(names.begin(), names.end(), name) != names.end();
@@ -76,6 +79,13 @@ void addSpan(CLI::App& command, const std::string& name, const std::string& what
       ->option_text("=SPAN");
 }
 
+std::function<std::string(const std::string&)> countFrom1To(std::size_t most) {
+  return [range = CLI::Range(std::size_t{1}, most), most](std::string text) {
+    if (range(text).empty()) return std::string();
+    return "must be a whole number from 1 to " + std::to_string(most) + ", not " + text;
+  };
+}
+
 void addMebibytes(CLI::App& command, const std::string& name, std::size_t& bytes,
                   const std::string& what) {
   constexpr std::size_t kMost = 4096;
@@ -84,7 +94,7 @@ void addMebibytes(CLI::App& command, const std::string& name, std::size_t& bytes
           name,
           [&bytes](const std::size_t& count) { bytes = count * kMebibyte; },
           what)
-      ->check(CLI::Range(std::size_t{1}, kMost))
+      ->check(countFrom1To(kMost))
       ->type_name("MIB")
       ->option_text("=MIB");
 }
@@ -129,12 +139,21 @@ std::string_view expectedInsteadOf(const Setting& setting, const CLI::Option& op
   return isText ? "" : "a text in quotes";
 }
 
+// A shell would have put the home folder there before anybody read it.
+std::string withHome(const std::string& path) {
+  return path.starts_with("~/") ? (homeDirectory() / path.substr(2)).string() : path;
+}
+
 void set(CLI::Option& option, const Setting& setting) {
   const std::string_view expected = expectedInsteadOf(setting, option);
   if (!expected.empty()) fail(setting, setting.name + " must be " + std::string(expected));
   if (setting.values.empty()) return;
   try {
-    option.add_result(setting.values);
+    std::vector<std::string> values = setting.values;
+    if (isAmong(kPathsHere, setting.name)) {
+      std::transform(values.begin(), values.end(), values.begin(), withHome);
+    }
+    option.add_result(values);
     option.run_callback();
   } catch (const CLI::Error& error) {
     fail(setting, error.what());
@@ -151,7 +170,8 @@ CollectRequest CollectOptions::resolved() const {
     resolved.hosts.push_back(hostNamed(text));
     // As the folders of their captures are, so that none replaces another's.
     if (!names.insert(asFileName(resolved.hosts.back().server)).second) {
-      throw std::runtime_error("two hosts are named " + visibleText(resolved.hosts.back().server));
+      throw std::runtime_error("two hosts are named " + visibleText(resolved.hosts.back().server) +
+                               "; NAME=HOST gives one another name");
     }
   }
   return resolved;
@@ -202,7 +222,7 @@ void addCollectOptions(CLI::App& command, CollectOptions& options) {
                    "replace what looks like a secret in command lines\n"
                    "and logs");
   command.add_option("--at-once", request.atOnce, "hosts to ask at the same time (32)")
-      ->check(CLI::Range(std::size_t{1}, std::size_t{1024}))
+      ->check(countFrom1To(1024))
       ->type_name("N")
       ->option_text("=N");
   addSpan(command, "--timeout", "that one host may take (30s)", [&request](double seconds) {

@@ -106,7 +106,10 @@ void addOptions(CLI::App& app, ParseOptions& options) {
                                       "tell what was lost and why: on standard error,\n"
                                       "or with =json in one document with the records;\n"
                                       "the exit status is then 1 if anything was");
-  findings->option_text("[=text|json]")->check(CLI::IsMember({kFindingsAsText, kFindingsAsJSON}));
+  findings->option_text("[=text|json]")->check([](const std::string& form) {
+    return form == kFindingsAsText || form == kFindingsAsJSON ? ""
+                                                              : "must be text or json, not " + form;
+  });
   addColorOption(app, options.color);
 }
 

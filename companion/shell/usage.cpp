@@ -66,10 +66,22 @@ void describe(CLI::App& command, const std::string& word,
   if (!word.empty()) command.require_subcommand(1);
 }
 
-// The command that the arguments had led to when they went wrong.
-const CLI::App& innermost(const CLI::App& program) {
+// Whether the command was given a word that it does not know. An option is likely to be one of a
+// command further in; and a word too many behind a verb is left to this one if it names a verb.
+bool isPuzzled(const CLI::App& command) {
+  const std::vector<std::string> left = command.remaining();
+  return std::any_of(left.begin(), left.end(), [&](const std::string& word) {
+    const auto isCalledSo = [&](const CLI::App* known) { return known->get_name() == word; };
+    return !word.starts_with('-') && command.get_subcommands(isCalledSo).empty();
+  });
+}
+
+// The command at which the arguments went wrong.
+const CLI::App& commandThatFailed(const CLI::App& program) {
   const CLI::App* command = &program;
-  while (!command->get_subcommands().empty()) command = command->get_subcommands().back();
+  while (!isPuzzled(*command) && !command->get_subcommands().empty()) {
+    command = command->get_subcommands().back();
+  }
   return *command;
 }
 
@@ -88,6 +100,14 @@ std::string unexpected(const CLI::App& command, const std::string& argument) {
     before = ", ";
   }
   return text.append(")");
+}
+
+// CLI11 counts: "--tick: 1 required N missing", "--tick: At Most 1 required but received 2".
+std::string inOurWords(const std::string& complaint) {
+  const std::string option = complaint.substr(0, complaint.find(": "));
+  if (complaint.starts_with(option + ": 1 required ")) return option + " needs a value";
+  if (complaint.starts_with(option + ": At Most 1 ")) return option + " stands more than once";
+  return complaint;
 }
 
 std::optional<ColorChoice> colorChoiceNamed(std::string_view name) {
@@ -134,7 +154,7 @@ void addColorOption(CLI::App& command, ColorChoice& choice) {
 }
 
 void explainUsage(const CLI::App& program, const CLI::ParseError& error) {
-  const CLI::App& command = innermost(program);
+  const CLI::App& command = commandThatFailed(program);
   std::vector<std::string> rest = program.remaining(true);
   std::erase(rest, "--");
   if (!rest.empty()) {
@@ -144,7 +164,7 @@ void explainUsage(const CLI::App& program, const CLI::ParseError& error) {
     writeWords(program.help());
     return;
   } else {
-    say(error.what());
+    say(inOurWords(error.what()));
   }
   writeWords("Try '" + fullName(command) + " --help'.\n");
 }

@@ -41,7 +41,7 @@ void addSnapshotOptions(CLI::App& command, SnapshotOptions& options, const std::
           [&options](const std::string& count) { options.processes = *countNamed(count); },
           "how many of the top processes to show (10)")
       ->check([](const std::string& count) {
-        return countNamed(count) ? "" : "must be a number, not " + count;
+        return countNamed(count) ? "" : "must be a whole number from 0 on, not " + count;
       })
       ->type_name("N")
       ->option_text("=N");

@@ -120,12 +120,13 @@ INSTANTIATE_TEST_SUITE_P(Hosts, BadHost,
                              {"nobody", "ada@", "is empty", ""},
                              {"blank", "a b", "blanks", ""},
                              {"lineFeed", "a\nb", "blanks", ""},
+                             {"patternWithoutQuotes", "/scratch/a/train.log", "needs quotes", ""},
                              {"nul", std::string("a\0b", 3), "blanks", ""},
                              {"escape", "a\x1b[2J", "control", ""},
                              {"delete", "a\x7f", "control", ""},
                              {"wideBlank", "a\xC2\xA0", "blanks", ""},
                              {"notUTF8", "a\xFF", "is not UTF-8", ""},
-                             {"twice", "gpu-01", "two hosts are named gpu-01", ""},
+                             {"twice", "gpu-01", "two hosts are named gpu-01; NAME=HOST", ""},
                              {"twiceByUser", "ada@gpu-01", "two hosts are named gpu-01", ""},
                              {"twiceByName", "gpu-01=other", "two hosts are named gpu-01", ""},
                          }),
@@ -285,7 +286,8 @@ TEST_F(Config, isToldWhatItCannotSet) {
               HasSubstr("there are no sections, such as lab"));
   EXPECT_THAT(complaint("timeout = \"1\"\n"), HasSubstr("must be such as 10s or 2m, not 1"));
   EXPECT_THAT(complaint("disk = [\"/\", \"\"]\n"), HasSubstr("must not be empty"));
-  EXPECT_THAT(complaint("at-once = 0\n"), HasSubstr("line 1: --at-once"));
+  EXPECT_THAT(complaint("at-once = 0\n"),
+              HasSubstr("line 1: --at-once: must be a whole number from 1 to 1024, not 0"));
   EXPECT_THAT(complaint("every = 3\ntimeout = \"1m\"\nat-once = -1"),
               HasSubstr("line 3: --at-once"));
 }
@@ -304,6 +306,14 @@ TEST_F(Config, isToldWhatAValueMustBe) {
   EXPECT_EQ(complaint("disk = true\n"), line("disk must be a list of texts"));
   EXPECT_EQ(complaint("redact = \"true\"\n"), line("redact must be true or false"));
   EXPECT_EQ(complaint("redact = 1\n"), line("redact must be true or false"));
+}
+
+TEST_F(Config, knowsTheHomeFolder) {
+  EXPECT_EQ(with("captures = \"~/kept\"\n").captures, (home_ / "kept").string());
+  EXPECT_EQ(with("ssh = \"~/bin/ssh\"\n").request.ssh, (home_ / "bin/ssh").string());
+  EXPECT_EQ(with("captures = \"kept~/a\"\n").captures, "kept~/a");
+  // A host has homes of its own.
+  EXPECT_THAT(with("disk = \"~/\"\n").request.script.disks, ElementsAre("~/"));
 }
 
 TEST_F(Config, meansWhatItSays) {

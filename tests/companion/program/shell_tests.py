@@ -194,6 +194,11 @@ class WrongUsage(ProgramTest):
                           "tavrine query")
         self.expect_usage(["parse", ""], f"unknown kind:  {KNOWN_KINDS}", "tavrine parse")
 
+    def test_words_that_do_not_exist_before_one_that_does(self):
+        self.expect_usage(["help", "parse"], f"unknown verb: help {KNOWN_VERBS}", "tavrine")
+        self.expect_usage(["parse", "table", "gpus"], f"unknown kind: table {KNOWN_KINDS}",
+                          "tavrine parse")
+
     def test_unknown_options(self):
         self.expect_usage(["--tabel"], "unknown option: --tabel", "tavrine")
         self.expect_usage(["-x", "parse", "gpus"], "unknown option: -x", "tavrine parse gpus")
@@ -209,6 +214,12 @@ class WrongUsage(ProgramTest):
                           "tavrine parse gpus")
         self.expect_usage(["parse", "gpus", "--", H100, "--b"], "unknown option: --b",
                           "tavrine parse gpus")
+        self.expect_usage(["show", "a.json", "demo"], "one argument too many: demo",
+                          "tavrine show")
+        self.expect_usage(["parse", "gpus", "a.csv", "parse"], "one argument too many: parse",
+                          "tavrine parse gpus")
+        self.expect_usage(["show", "--color=never", "--color=always"],
+                          "--color stands more than once", "tavrine show")
         self.expect_usage(["query", "gpus", "b.csv"], "one argument too many: b.csv",
                           "tavrine query gpus")
 
@@ -223,10 +234,10 @@ class WrongUsage(ProgramTest):
 
     def test_values_that_do_not_exist(self):
         self.expect_usage(["parse", "gpus", "--findings=xml"],
-                          "--findings: xml not in {text,json}", "tavrine parse gpus")
+                          "--findings: must be text or json, not xml", "tavrine parse gpus")
         self.expect_usage(["parse", "gpus", "--color=red"],
                           "--color: must be auto, always or never, not red", "tavrine parse gpus")
-        self.expect_usage(["parse", "gpus", "--color"], "--color: 1 required WHEN missing",
+        self.expect_usage(["parse", "gpus", "--color"], "--color needs a value",
                           "tavrine parse gpus")
 
     def test_values_that_are_no_names_times_or_numbers(self):
@@ -249,7 +260,7 @@ class WrongUsage(ProgramTest):
     def test_numbers_of_processes_to_show(self):
         for count in ("-1", "ten", "1e3", " 1", "0x1", "1,5"):
             self.expect_usage(["show", "--processes=" + count],
-                              "--processes: must be a number, not " + count, "tavrine show")
+                              "--processes: must be a whole number from 0 on, not " + count, "tavrine show")
 
     def test_hostile_arguments_reach_no_terminal(self):
         self.expect_usage(["\x1b[2J\u202e"],
