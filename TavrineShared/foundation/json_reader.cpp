@@ -63,25 +63,6 @@ int hexQuad(const char* p, const char* end) {
 constexpr bool isHighSurrogate(int unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 constexpr bool isLowSurrogate(int unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
-void appendUTF8(std::string& text, char32_t c) {
-  const auto put = [&text](char32_t byte) { text.push_back(static_cast<char>(byte)); };
-  if (c < 0x80) {
-    put(c);
-  } else if (c < 0x800) {
-    put(0xC0 | (c >> 6U));
-    put(0x80 | (c & 0x3FU));
-  } else if (c < 0x10000) {
-    put(0xE0 | (c >> 12U));
-    put(0x80 | ((c >> 6U) & 0x3FU));
-    put(0x80 | (c & 0x3FU));
-  } else {
-    put(0xF0 | (c >> 18U));
-    put(0x80 | ((c >> 12U) & 0x3FU));
-    put(0x80 | ((c >> 6U) & 0x3FU));
-    put(0x80 | (c & 0x3FU));
-  }
-}
-
 // What stands behind the backslash of a one-letter escape, or 0 for "u" and for anything unknown.
 constexpr char unescapedLetter(char letter) {
   switch (letter) {

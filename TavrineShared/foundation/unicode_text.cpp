@@ -1,5 +1,7 @@
 #include <TavrineShared/foundation/unicode_text.h>
 
+#include <TavrineShared/foundation/byte_scan.h>
+
 #include <unicode/bytestream.h>
 #include <unicode/casemap.h>
 #include <unicode/stringpiece.h>
@@ -9,8 +11,6 @@
 #include <array>
 #include <cstdint>
 #include <new>
-
-#include <TavrineShared/foundation/byte_scan.h>
 
 namespace tavrine {
 namespace {
@@ -179,6 +179,25 @@ std::string repairedUTF8(std::string_view text) {
     if (text.empty()) return repaired;
     repaired += kReplacementCharacter;
     text.remove_prefix(illFormedPartLength(text));
+  }
+}
+
+void appendUTF8(std::string& text, char32_t c) {
+  const auto put = [&text](char32_t byte) { text.push_back(static_cast<char>(byte)); };
+  if (c < 0x80) {
+    put(c);
+  } else if (c < 0x800) {
+    put(0xC0 | (c >> 6U));
+    put(0x80 | (c & 0x3FU));
+  } else if (c < 0x10000) {
+    put(0xE0 | (c >> 12U));
+    put(0x80 | ((c >> 6U) & 0x3FU));
+    put(0x80 | (c & 0x3FU));
+  } else {
+    put(0xF0 | (c >> 18U));
+    put(0x80 | ((c >> 12U) & 0x3FU));
+    put(0x80 | ((c >> 6U) & 0x3FU));
+    put(0x80 | (c & 0x3FU));
   }
 }
 

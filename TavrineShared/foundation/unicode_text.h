@@ -29,6 +29,9 @@ std::size_t illFormedPartLength(std::string_view text);
 /// `text` with every maximal ill-formed part replaced by U+FFFD; unchanged when well-formed.
 std::string repairedUTF8(std::string_view text);
 
+/// Appends the UTF-8 of one character, which must be a code point up to U+10FFFF and no surrogate.
+void appendUTF8(std::string& text, char32_t c);
+
 namespace detail {
 std::string_view trimmedAtLength(std::string_view text);
 std::size_t longWhiteSpaceLength(std::string_view text);

@@ -13,25 +13,6 @@ namespace {
 
 constexpr std::size_t kLongestFilter = 200;  // bytes
 
-void appendUTF8(std::string& text, char32_t c) {
-  const auto add = [&text](char32_t byte) { text.push_back(static_cast<char>(byte)); };
-  if (c < 0x80) {
-    add(c);
-  } else if (c < 0x800) {
-    add(0xC0U | (c >> 6U));
-    add(0x80U | (c & 0x3FU));
-  } else if (c < 0x10000) {
-    add(0xE0U | (c >> 12U));
-    add(0x80U | ((c >> 6U) & 0x3FU));
-    add(0x80U | (c & 0x3FU));
-  } else {
-    add(0xF0U | (c >> 18U));
-    add(0x80U | ((c >> 12U) & 0x3FU));
-    add(0x80U | ((c >> 6U) & 0x3FU));
-    add(0x80U | (c & 0x3FU));
-  }
-}
-
 void removeLastCharacter(std::string& text) {
   while (!text.empty()) {
     const auto last = static_cast<unsigned char>(text.back());

@@ -12,14 +12,12 @@
 #include <vector>
 
 #include "tests/support/naive_text.h"
+#include "tests/support/rows.h"
 
 namespace tavrine {
 namespace {
 
 using namespace std::string_view_literals;
-
-/// Rows are told apart by their names.
-constexpr auto rowName = [](const auto& row) { return std::string(row.param.name); };
 
 struct Row {
   const char* name;
@@ -118,6 +116,15 @@ TEST(WellFormedPrefixLength, endsWhereTheFirstIllFormedPartBegins) {
   EXPECT_EQ(wellFormedPrefixLength("\xFF"), 0U);
   EXPECT_EQ(wellFormedPrefixLength("a\u20AC\xE2\x82"), 4U);
   EXPECT_EQ(wellFormedPrefixLength("a\u20AC"), 4U);
+}
+
+TEST(AppendUTF8, appendsEveryCharacterAsICUDoes) {
+  for (char32_t c = 0; c <= 0x10FFFF; ++c) {
+    if (c >= 0xD800 && c <= 0xDFFF) continue;
+    std::string text = "a";
+    appendUTF8(text, c);
+    ASSERT_EQ(text, "a" + encoded(c));
+  }
 }
 
 TEST(IllFormedPartLength, isOneToThree) {
