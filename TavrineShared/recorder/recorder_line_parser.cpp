@@ -214,13 +214,17 @@ const RecorderLogPoint* latestSnapshot(std::span<const RecorderLogPoint> points)
 }
 
 std::optional<StackFrame> latestStack(std::string_view text) {
-  std::vector<RecorderLogPoint> points = parse(text);
+  const std::vector<RecorderLogPoint> points = parse(text);
+  const StackFrame* const newest = latestStack(points);
+  return newest == nullptr ? std::nullopt : std::optional(*newest);
+}
+
+const StackFrame* latestStack(std::span<const RecorderLogPoint> points) {
   const auto newest =
       std::find_if(points.rbegin(), points.rend(), [](const RecorderLogPoint& point) {
         return point.pySpy && !point.pySpy->empty();
       });
-  if (newest == points.rend()) return std::nullopt;
-  return std::move(newest->pySpy->front());
+  return newest == points.rend() ? nullptr : &newest->pySpy->front();
 }
 
 }  // namespace tavrine::RecorderLineParser

@@ -28,5 +28,7 @@ const RecorderLogPoint* latestSnapshot(std::span<const RecorderLogPoint> points)
 
 /// The first thread's stack out of the newest point that has any.
 std::optional<StackFrame> latestStack(std::string_view text);
+/// The same of points in the order in which `parse` gives them; null when there is none.
+const StackFrame* latestStack(std::span<const RecorderLogPoint> points);
 
 }  // namespace tavrine::RecorderLineParser

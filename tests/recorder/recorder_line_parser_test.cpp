@@ -164,6 +164,14 @@ TEST_P(RecorderLineParserLatest, isFoundFromTheEnd) {
   EXPECT_EQ(stack ? std::optional(stack->thread) : std::nullopt, GetParam().stack);
 }
 
+TEST_P(RecorderLineParserLatest, isTheSameOfThePoints) {
+  const std::vector<RecorderLogPoint> points = parse(GetParam().text);
+  const RecorderLogPoint* const snapshot = latestSnapshot(points);
+  EXPECT_EQ(snapshot ? std::optional(*snapshot) : std::nullopt, latestSnapshot(GetParam().text));
+  const StackFrame* const stack = latestStack(points);
+  EXPECT_EQ(stack ? std::optional(*stack) : std::nullopt, latestStack(GetParam().text));
+}
+
 const std::vector<Latest> kLatestRows = {
     {"empty", "", {}, {}},
     {"blank lines", "\n\n \n\t\n", {}, {}},
