@@ -8,21 +8,6 @@ namespace tavrine {
 
 namespace {
 
-bool isActive(const TrainingRun& run) {
-  switch (run.status) {
-    case RunStatus::warmingUp:
-    case RunStatus::running:
-    case RunStatus::stalled:
-      return true;
-    case RunStatus::queued:
-    case RunStatus::failed:
-    case RunStatus::completed:
-    case RunStatus::idle:
-      return false;
-  }
-  return false;
-}
-
 bool servesTraining(const ProcessStat& process) {
   switch (process.kind) {
     case ProcessKind::training:
@@ -94,7 +79,9 @@ double AppSnapshot::totalPowerDrawW() const {
 }
 
 std::int64_t AppSnapshot::activeRunCount() const {
-  return std::count_if(runs.begin(), runs.end(), isActive);
+  return std::count_if(runs.begin(), runs.end(), [](const TrainingRun& run) {
+    return run.status.isActive();
+  });
 }
 
 std::int64_t AppSnapshot::activeProcessCount() const {

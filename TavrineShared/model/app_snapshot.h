@@ -43,7 +43,7 @@ struct AppSnapshot {
   double averageGPUUtilization() const;
   /// Over the same GPUs: watts.
   double totalPowerDrawW() const;
-  /// Runs that warm up, run or have stalled: a stalled run still holds its GPUs.
+  /// Runs that hold their GPUs, as `RunStatus::isActive` tells them.
   std::int64_t activeRunCount() const;
   /// All processes of the snapshot, of whatever kind.
   std::int64_t activeProcessCount() const;

@@ -24,6 +24,11 @@ class RunStatus : public Vocabulary<RunStatus> {
       {idle, "idle", "Idle"},
   });
 
+  /// Whether such a run holds its GPUs: one that warms up, runs or has stalled does.
+  constexpr bool isActive() const {
+    return value_ == warmingUp || value_ == running || value_ == stalled;
+  }
+
  private:
   Case value_;
 };

@@ -59,7 +59,7 @@ ServerSummary summaryOf(const ServerState& server, const std::vector<TrainingRun
           .gpus = server.gpus,
           .activeRuns = std::count_if(runs.begin(),
                                       runs.end(),
-                                      [](const auto& run) { return isActive(run.status); }),
+                                      [](const auto& run) { return run.status.isActive(); }),
           .diskFreeGB = server.disk ? std::optional(server.disk->freeGB()) : std::nullopt,
           .lastSeen = lastSeen(server, previous)};
 }

@@ -2,6 +2,7 @@
 
 #include "companion/assemble/thresholds.h"
 #include "companion/shell/encodable.h"
+#include "companion/views/quantity_text.h"
 
 #include <TavrineShared/foundation/unicode_text.h>
 #include <TavrineShared/model/stable_id.h>
@@ -19,13 +20,11 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace tavrine {
 
 namespace {
 
-constexpr double kMegabytesPerGigabyte = 1024;
 constexpr double kFreshSampleSeconds = 300;
 constexpr double kLongSilenceSeconds = 3600;
 constexpr std::size_t kRecentPoints = 60;
@@ -232,7 +231,7 @@ class RunReader {
     const std::vector<GPUStat>& gpus = server_.gpus;
     if (status == RunStatus::failed) return RunHealth::failed;
     if (status == RunStatus::stalled) return RunHealth::stalled;
-    if (!isActive(status)) return RunHealth::unknown;
+    if (!status.isActive()) return RunHealth::unknown;
     if (std::any_of(gpus.begin(), gpus.end(), isHot)) return RunHealth::overheating;
     if (std::any_of(gpus.begin(), gpus.end(), isFull)) return RunHealth::memoryRisk;
     if (!signals_.warnings.empty() || isStarved()) return RunHealth::degraded;
@@ -265,11 +264,8 @@ class RunReader {
     if (points_.empty()) return;
     run.lastRecorderPointAt = points_.back().t;
     run.recorderPoints.assign(recentPoints().begin(), recentPoints().end());
-    const auto dumped =
-        std::find_if(points_.rbegin(), points_.rend(), [](const RecorderLogPoint& point) {
-          return point.pySpy && !point.pySpy->empty();
-        });
-    if (dumped != points_.rend()) run.lastStackSample = dumped->pySpy->front();
+    const StackFrame* const stack = RecorderLineParser::latestStack(points_);
+    if (stack != nullptr) run.lastStackSample = *stack;
     if (sample_ == nullptr || !sample_->dcgm) return;
     run.dcgmTFLOPsAchieved = sample_->dcgm->tflopsAchieved;
     run.dcgmTFLOPsPeak = sample_->dcgm->tflopsPeak;
@@ -280,7 +276,7 @@ class RunReader {
   }
 
   void fillFigures(TrainingRun& run) const {
-    const bool holdsGPUs = isActive(run.status);
+    const bool holdsGPUs = run.status.isActive();
     const std::vector<GPUStat>& gpus = server_.gpus;
     const auto powerOf = [](const GPUStat& gpu) { return gpu.powerDrawW; };
     const auto totalOf = [](const GPUStat& gpu) { return gpu.memoryTotalMB; };
@@ -291,10 +287,9 @@ class RunReader {
     };
     run.gpuUtilization = sampled(&RecorderLogPoint::gpuUtil, holdsGPUs ? meanUtilization(gpus) : 0);
     run.powerDrawW = sampled(&RecorderLogPoint::powerW, holdsGPUs ? sumOver(gpus, powerOf) : 0);
-    run.vramUsedGB =
-        sampled(&RecorderLogPoint::vramMB, holdsGPUs ? trainingMemoryMB(server_.processes) : 0) /
-        kMegabytesPerGigabyte;
-    run.vramTotalGB = sumOver(gpus, totalOf) / kMegabytesPerGigabyte;
+    run.vramUsedGB = gibibytesIn(
+        sampled(&RecorderLogPoint::vramMB, holdsGPUs ? trainingMemoryMB(server_.processes) : 0));
+    run.vramTotalGB = gibibytesIn(sumOver(gpus, totalOf));
   }
 
   std::string framework(const TrainingRun& run) const {
@@ -380,7 +375,7 @@ std::vector<TrainingRun> runsLastSeen(const std::string& server, const AppSnapsh
   for (const TrainingRun& before : previous->runs) {
     if (before.serverName != server) continue;
     TrainingRun& run = runs.emplace_back(before);
-    if (isActive(run.status)) {
+    if (run.status.isActive()) {
       run.status = RunStatus::idle;
       run.health = RunHealth::unknown;
     }

@@ -12,18 +12,6 @@
 
 namespace tavrine {
 
-/// Whether a run holds its GPUs: one that has stalled does.
-constexpr bool isActive(RunStatus status) {
-  switch (status) {
-    case RunStatus::warmingUp:
-    case RunStatus::running:
-    case RunStatus::stalled:
-      return true;
-    default:
-      return false;
-  }
-}
-
 /// One run for each folder of the capture that holds a training log, a recorder's log or both, by
 /// name. `previous` may be null; from it a run takes when it began and the course of its figures.
 ///

@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <string_view>
+#include <vector>
+
 #include "tests/support/vocabulary_checks.h"
 
 namespace tavrine {
@@ -17,6 +20,14 @@ TEST(RunStatus, hasTheseCases) {
                              {RunStatus::failed, "failed", "failed", "Failed"},
                              {RunStatus::completed, "completed", "completed", "Completed"},
                              {RunStatus::idle, "idle", "idle", "Idle"}});
+}
+
+TEST(RunStatus, isActiveWhileTheRunHoldsItsGPUs) {
+  std::vector<std::string_view> active;
+  for (const RunStatus status : RunStatus::allCases()) {
+    if (status.isActive()) active.push_back(status.rawValue());
+  }
+  EXPECT_EQ(active, (std::vector<std::string_view>{"warming_up", "running", "stalled"}));
 }
 
 TEST(RunHealth, hasTheseCases) {
