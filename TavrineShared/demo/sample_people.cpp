@@ -1,7 +1,6 @@
 #include <TavrineShared/demo/sample_people.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
 #include <string>

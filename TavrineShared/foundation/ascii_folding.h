@@ -6,7 +6,6 @@
 // here looks for such words, and a test says so.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>

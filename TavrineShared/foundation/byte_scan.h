@@ -5,7 +5,6 @@
 #pragma once
 
 #include <bit>
-#include <cstdint>
 #include <cstring>
 #include <span>
 #include <string_view>

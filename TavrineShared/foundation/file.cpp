@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdint>
 #include <cstdlib>
 #include <optional>
 #include <random>
@@ -103,6 +102,20 @@ void removeTemporariesOfTheDead(const fs::path& folder) {
     if (!isTemporaryName(path.filename().native())) continue;
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (file.isOpen() && isRegular(file) && locks(file)) ::unlink(path.c_str());
+  }
+}
+
+// What is no file would be gone: /dev/null, say, for everybody.
+void requireNoDevice(const fs::path& path) {
+  std::error_code unknown;
+  switch (fs::symlink_status(path, unknown).type()) {
+    case fs::file_type::block:
+    case fs::file_type::character:
+    case fs::file_type::fifo:
+    case fs::file_type::socket:
+      throwError("cannot replace, not a regular file", path, EINVAL);
+    default:
+      return;
   }
 }
 
@@ -217,22 +230,6 @@ FileBytes readFile(const fs::path& path) {
     capacity *= 2;
   }
   return {std::move(bytes), size};
-}
-
-// What is no file would be gone: /dev/null, say, for everybody.
-void requireNoDevice(const fs::path& path) {
-  std::error_code unknown;
-  switch (fs::symlink_status(path, unknown).type()) {
-    case fs::file_type::block:
-    case fs::file_type::character:
-    case fs::file_type::fifo:
-    case fs::file_type::socket:
-      throw fs::filesystem_error("cannot replace, not a regular file",
-                                 path,
-                                 std::make_error_code(std::errc::invalid_argument));
-    default:
-      return;
-  }
 }
 
 void replaceFile(const fs::path& path, std::string_view bytes) {

@@ -4,7 +4,6 @@
 #include <TavrineShared/foundation/json_writer.h>
 #include <TavrineShared/model/record.h>
 
-#include <span>
 #include <string>
 #include <vector>
 

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <limits>
-#include <utility>
 
 namespace tavrine {
 

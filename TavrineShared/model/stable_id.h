@@ -1,9 +1,9 @@
 // Identifiers that stay the same from run to run and from machine to machine.
 #pragma once
 
-#include <string_view>
-
 #include <TavrineShared/foundation/uuid.h>
+
+#include <string_view>
 
 namespace tavrine::StableID {
 

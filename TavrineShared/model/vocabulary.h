@@ -22,9 +22,7 @@
 
 #include <concepts>
 #include <cstddef>
-#include <cstdint>
 #include <functional>
-#include <iterator>
 #include <optional>
 #include <string_view>
 #include <type_traits>

@@ -171,16 +171,12 @@ void tellNoIndex(const Row& row) {
   }
 }
 
-bool parseLine(const Row& row, std::vector<GPUStat>& records) {
+void parseLine(const Row& row, std::vector<GPUStat>& records) {
   if (row.count() < kNeededColumns) {
-    row.tellLine(FindingOutcome::lineDropped, "fewer than 8 columns");
-    return false;
+    return row.tellLine(FindingOutcome::lineDropped, "fewer than 8 columns");
   }
   const std::optional<std::int64_t> index = readInteger(row[0]);
-  if (!index) {
-    tellNoIndex(row);
-    return false;
-  }
+  if (!index) return tellNoIndex(row);
   // Braces see to it that the columns are read, and told of, from left to right.
   records.push_back(GPUStat{
       .index = *index,
@@ -202,7 +198,6 @@ bool parseLine(const Row& row, std::vector<GPUStat>& records) {
   if (row.count() > kColumnCount) {
     row.tell(FindingOutcome::ignored, kColumnCount, "more columns than the query has");
   }
-  return true;
 }
 
 bool isFatalCell(std::string_view cell) {

@@ -1,5 +1,7 @@
 #include <TavrineShared/parsers/text_rules.h>
 
+#include <TavrineShared/foundation/byte_scan.h>
+
 #include <array>
 #include <cerrno>
 #include <cfloat>
@@ -8,8 +10,6 @@
 #include <cstdlib>
 #include <string>
 #include <system_error>
-
-#include <TavrineShared/foundation/byte_scan.h>
 
 namespace tavrine {
 namespace {

@@ -5,13 +5,13 @@
 // NUL, and take time linear in the text.
 #pragma once
 
+#include <TavrineShared/foundation/unicode_text.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string_view>
-
-#include <TavrineShared/foundation/unicode_text.h>
 
 namespace tavrine {
 

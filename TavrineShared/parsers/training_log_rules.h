@@ -75,7 +75,6 @@ struct RuleRange {
 };
 
 inline constexpr std::size_t kRuleCount = 34;
-inline constexpr std::size_t kValueRule = 14;
 inline constexpr std::size_t kStepRule = 15;
 
 /// The keys of `ParsedLogSignals::hyperparameters`, in the order of their rules.

@@ -18,8 +18,6 @@
 #include <TavrineShared/foundation/unicode_text.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <string>
 
 namespace tavrine::training_log {
 namespace {
