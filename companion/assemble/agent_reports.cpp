@@ -129,7 +129,6 @@ void addAll(std::string_view document, const std::string& server, AppSnapshot& s
 }  // namespace
 
 void addAgentReports(const Capture& capture, AppSnapshot& snapshot, FindingsBook& book) {
-  constexpr std::string_view kAllInOne = "reports";
   constexpr std::string_view kEnding = ".json";
   const std::string prefix = std::string(kAgentFolder) + "/";
   for (const auto& [path, text] : capture.texts) {
@@ -141,7 +140,7 @@ void addAgentReports(const Capture& capture, AppSnapshot& snapshot, FindingsBook
       continue;
     }
     name.remove_suffix(kEnding.size());
-    if (name == kAllInOne) {
+    if (name == kAllReports) {
       addAll(text, capture.info.server, snapshot, findings);
     } else {
       addNamed(name, text, capture.info.server, snapshot, findings);

@@ -20,8 +20,6 @@ namespace tavrine {
 
 namespace {
 
-constexpr std::int64_t kToolIsMissing = 127;
-
 class ServerReader {
  public:
   ServerReader(const Capture& capture, FindingsBook& book) : capture_(capture), book_(book) {}
@@ -34,12 +32,12 @@ class ServerReader {
     server.connection = connection();
     tellCut();
     server.gpus = gpus();
-    server.gpusAreKnown = capture_.text("gpus.csv") != nullptr && hasAnswered("gpus");
+    server.gpusAreKnown = output(commands::kGPUs) != nullptr && hasAnswered(commands::kGPUs);
     server.processes = processes();
     pairWithGPUs(server);
     server.sensors = sensors();
-    if (const std::string* const text = capture_.text("disk_free.txt")) {
-      server.disk = parseDiskFree(*text, &opened("disk_free.txt"));
+    if (const std::string* const text = output(commands::kDiskFree)) {
+      server.disk = parseDiskFree(*text, &opened(commands::kDiskFree.file));
     }
     return server;
   }
@@ -62,9 +60,11 @@ class ServerReader {
     }
   }
 
+  const std::string* output(const CommandFile& of) const { return capture_.text(of.file); }
+
   // A capture that does not say how a command ended has what it printed all the same.
-  bool hasAnswered(std::string_view command) const {
-    const CommandResult* const result = capture_.result(command);
+  bool hasAnswered(const CommandFile& of) const {
+    const CommandResult* const result = capture_.result(of.command);
     return result == nullptr || result->status == 0;
   }
 
@@ -75,15 +75,15 @@ class ServerReader {
         std::all_of(kCommandFiles.begin(), kCommandFiles.end(), [this](const CommandFile& each) {
           const CommandResult* const result = capture_.result(each.command);
           const bool isMissing = result != nullptr && result->status == kToolIsMissing;
-          return isMissing || (hasAnswered(each.command) && capture_.text(each.file) != nullptr);
+          return isMissing || (hasAnswered(each) && output(each) != nullptr);
         });
     return isWhole ? ServerConnectionState::connected : ServerConnectionState::degraded;
   }
 
   std::vector<GPUStat> gpus() {
-    const std::string* const text = capture_.text("gpus.csv");
+    const std::string* const text = output(commands::kGPUs);
     if (text == nullptr) return {};
-    Findings& findings = opened("gpus.csv");
+    Findings& findings = opened(commands::kGPUs.file);
     std::vector<GPUStat> gpus =
         NVIDIASMIParser::isFatal(*text)
             ? NVIDIASMIParser::parseCSV(withoutFatalLines(*text, findings), &findings)
@@ -112,9 +112,9 @@ class ServerReader {
   }
 
   std::vector<ProcessStat> processes() {
-    const std::string* const text = capture_.text("processes.txt");
+    const std::string* const text = output(commands::kProcesses);
     if (text == nullptr) return {};
-    Findings& findings = opened("processes.txt");
+    Findings& findings = opened(commands::kProcesses.file);
     std::vector<ProcessStat> rows =
         ProcessStatParser::parse(*text, capture_.info.server, capture_.info.takenAt, &findings);
     keepEncodable(rows, "processes", findings);
@@ -123,9 +123,9 @@ class ServerReader {
 
   // A process on several GPUs is one row of the table: it holds the memory of all of them.
   void pairWithGPUs(ServerState& server) {
-    const std::string* const text = capture_.text("gpu_processes.csv");
+    const std::string* const text = output(commands::kGPUProcesses);
     if (text == nullptr) return;
-    Findings& findings = opened("gpu_processes.csv");
+    Findings& findings = opened(commands::kGPUProcesses.file);
     std::vector<GPUProcessStat> holders = GPUProcessStatParser::parse(*text, &findings);
     keepEncodable(holders, "gpuProcesses", findings);
     std::unordered_map<std::int64_t, std::size_t> places;
@@ -146,7 +146,7 @@ class ServerReader {
       isPaired[place->second] = true;
     }
     keepEncodable(server.processes, "processes", findings);  // a sum may be beyond any number
-    if (capture_.text("processes.txt") == nullptr) return;   // then nobody can tell
+    if (output(commands::kProcesses) == nullptr) return;     // then nobody can tell
     for (std::size_t i = 0; i < byProcess.size(); ++i) {
       if (!isPaired[i] && byProcess[i].usedMemoryMB >= thresholds::kOrphanMB) {
         server.orphans.push_back(byProcess[i]);
@@ -160,17 +160,17 @@ class ServerReader {
     SystemSensors sensors{};
     sensors.serverName = capture_.info.server;
     sensors.capturedAt = capture_.info.takenAt;
-    if (const std::string* const text = capture_.text("thermal.txt")) {
-      Findings& findings = opened("thermal.txt");
+    if (const std::string* const text = output(commands::kThermal)) {
+      Findings& findings = opened(commands::kThermal.file);
       sensors.cpuTemperatures = CPUThermalParser::parse(*text, &findings);
     }
-    if (const std::string* const text = capture_.text("diskstats.txt")) {
-      Findings& findings = opened("diskstats.txt");
+    if (const std::string* const text = output(commands::kDisks)) {
+      Findings& findings = opened(commands::kDisks.file);
       sensors.diskIO = DiskIOParser::parse(*text, kSectorBytes, kSecondsBetween, &findings);
       keepEncodable(sensors.diskIO, "diskIO", findings);
     }
-    if (const std::string* const text = capture_.text("loadavg.txt")) {
-      Findings& findings = opened("loadavg.txt");
+    if (const std::string* const text = output(commands::kLoad)) {
+      Findings& findings = opened(commands::kLoad.file);
       sensors.loadAverage = LoadAvgParser::parse(*text, &findings);
       keepEncodable(sensors.loadAverage, "loadAverage", findings);
     }

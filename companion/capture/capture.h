@@ -27,14 +27,27 @@ struct CommandFile {
   std::string_view file;     ///< what it printed
 };
 
+namespace commands {
+
+inline constexpr CommandFile kGPUs{"gpus", "gpus.csv"};
+inline constexpr CommandFile kGPUProcesses{"gpu-processes", "gpu_processes.csv"};
+inline constexpr CommandFile kProcesses{"processes", "processes.txt"};
+inline constexpr CommandFile kLoad{"load", "loadavg.txt"};
+inline constexpr CommandFile kDisks{"disks", "diskstats.txt"};
+inline constexpr CommandFile kThermal{"thermal", "thermal.txt"};
+inline constexpr CommandFile kDiskFree{"disk-free", "disk_free.txt"};
+
+}  // namespace commands
+
+/// All of them, in the order in which they are run.
 inline constexpr auto kCommandFiles = std::to_array<CommandFile>({
-    {"gpus", "gpus.csv"},
-    {"gpu-processes", "gpu_processes.csv"},
-    {"processes", "processes.txt"},
-    {"load", "loadavg.txt"},
-    {"disks", "diskstats.txt"},
-    {"thermal", "thermal.txt"},
-    {"disk-free", "disk_free.txt"},
+    commands::kGPUs,
+    commands::kGPUProcesses,
+    commands::kProcesses,
+    commands::kLoad,
+    commands::kDisks,
+    commands::kThermal,
+    commands::kDiskFree,
 });
 
 inline constexpr std::string_view kCaptureInfoFile = "capture.json";
@@ -42,11 +55,15 @@ inline constexpr std::string_view kRunsFolder = "runs";
 inline constexpr std::string_view kTrainingLogFile = "train.log";
 inline constexpr std::string_view kRecorderLogFile = "recorder.jsonl";
 inline constexpr std::string_view kAgentFolder = "agent";
+inline constexpr std::string_view kAllReports = "reports";  ///< the NAME of all reports in one
+
+/// The status with which a shell says that there is no such tool.
+inline constexpr std::int64_t kToolIsMissing = 127;
 
 /// How a command ended; or what was not kept of all files of a kind, if anything was not.
 struct CommandResult {
   std::string command;                       ///< or the kind of files
-  std::int64_t status;                       ///< as a shell has it: 127 for no such tool
+  std::int64_t status;                       ///< as a shell has it
   std::optional<std::int64_t> cutBytes;      ///< more than the capture has
   std::optional<std::int64_t> leftOutFiles;  ///< likewise
 

@@ -70,7 +70,7 @@ class CaptureBuilder {
       put(std::string(kAgentFolder) + "/" + asFileName(takeLastPart(path)), *report.text);
     }
     if (Piece* const reports = find(kAgentCommandPiece)) {
-      put(std::string(kAgentFolder) + "/reports.json", *reports);
+      put(std::string(kAgentFolder) + "/" + std::string(kAllReports) + ".json", *reports);
     }
     return std::move(capture_);
   }
@@ -92,7 +92,6 @@ class CaptureBuilder {
     result.status = piece->status.value_or(kUnfinished);
     result.cutBytes = cutBytes(*piece);
     capture_.info.commands.push_back(result);
-    constexpr std::int64_t kToolIsMissing = 127;
     if (result.status != kToolIsMissing) put(std::string(command.file), *piece);
   }
 

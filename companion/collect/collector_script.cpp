@@ -1,9 +1,9 @@
 #include "companion/collect/collector_script.h"
 
+#include "companion/capture/capture.h"
 #include "companion/collect/queries.h"
 #include "companion/collect/shell_quote.h"
 
-#include <array>
 #include <cstdint>
 #include <random>
 
@@ -121,13 +121,13 @@ std::string collectorScript(const CollectorOptions& options, std::string_view wo
   std::string script = "word=" + std::string(word) + "\n";
   script += "seconds=" + std::to_string(options.commandSeconds) + "\n";
   script += kFunctions;
-  script += piece("gpus", gpuQueryCommand());
-  script += piece("gpu-processes", gpuProcessQueryCommand());
-  script += piece("processes", processQueryCommand());
-  script += piece("load", loadQueryCommand());
-  script += piece("disks", diskQueryCommand());
-  script += piece("thermal", thermalQueryCommand());
-  script += piece("disk-free", diskFreeQueryCommand(options.disks));
+  script += piece(commands::kGPUs.command, gpuQueryCommand());
+  script += piece(commands::kGPUProcesses.command, gpuProcessQueryCommand());
+  script += piece(commands::kProcesses.command, processQueryCommand());
+  script += piece(commands::kLoad.command, loadQueryCommand());
+  script += piece(commands::kDisks.command, diskQueryCommand());
+  script += piece(commands::kThermal.command, thermalQueryCommand());
+  script += piece(commands::kDiskFree.command, diskFreeQueryCommand(options.disks));
   script += filesLoop(kTrainingLogPiece, options.trainingLogs, trainingLogQueryOfVariable("file"));
   script += filesLoop(kRecorderLogPiece, options.recorderLogs, recorderQueryOfVariable("file"));
   if (options.agentFolder) {
