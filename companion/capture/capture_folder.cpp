@@ -1,14 +1,14 @@
 #include "companion/capture/capture_folder.h"
 
+#include "companion/shell/private_folder.h"
+
 #include <TavrineShared/foundation/file.h>
 #include <TavrineShared/foundation/unicode_text.h>
 #include <TavrineShared/model/json_conventions.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cmath>
-#include <cstdlib>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -173,37 +173,15 @@ void requireReplaceable(const fs::path& folder) {
   refuse(folder, "not replaced, since it is no capture", std::errc::directory_not_empty);
 }
 
-// A folder beside the one that it is to become, gone again unless it did.
-class FolderToBe {
- public:
-  explicit FolderToBe(const fs::path& parent) {
-    std::string pattern = (parent / ".tavrine-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) {  // for its owner only
-      throw fs::filesystem_error("cannot make a folder in",
-                                 parent,
-                                 std::error_code(errno, std::generic_category()));
-    }
-    path_ = pattern;
-  }
-  FolderToBe(const FolderToBe&) = delete;
-  FolderToBe& operator=(const FolderToBe&) = delete;
-  ~FolderToBe() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-
-  const fs::path& path() const { return path_; }
-
- private:
-  fs::path path_;
-};
+// Of folders beside the one that they are to become. One that is hidden is no capture yet.
+constexpr const char* kUnfinished = ".tavrine-";
 
 // A folder with something in it cannot be renamed over: the old one goes aside first. Whoever
 // writes the same capture at the same time may come between, and then it is that one's turn to go.
 void putInPlace(const fs::path& fresh, const fs::path& folder) {
   constexpr int kAttempts = 100;
   for (int attempt = 1;; ++attempt) {
-    const FolderToBe aside(folder.parent_path());
+    const PrivateFolder aside(folder.parent_path(), kUnfinished);
     std::error_code error;
     fs::rename(folder, aside.path() / "old", error);
     if (error && error != std::errc::no_such_file_or_directory) {
@@ -231,7 +209,7 @@ void writeCapture(const Capture& capture, const fs::path& folder) {
   requireReplaceable(folder);
   const fs::path parent = folder.has_parent_path() ? folder.parent_path() : fs::path(".");
   fs::create_directories(parent);
-  const FolderToBe fresh(parent);
+  const PrivateFolder fresh(parent, kUnfinished);
   for (const auto& [path, text] : capture.texts) {
     fs::path file = fresh.path();
     for (const fs::path& part : fs::path(path)) {

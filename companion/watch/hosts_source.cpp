@@ -1,5 +1,6 @@
 #include "companion/watch/hosts_source.h"
 
+#include "companion/shell/private_folder.h"
 #include "companion/watch/file_source.h"
 
 #include <fcntl.h>
@@ -11,12 +12,10 @@
 #include <cerrno>
 #include <cmath>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <initializer_list>
 #include <memory>
 #include <system_error>
-#include <utility>
 
 namespace tavrine {
 
@@ -27,26 +26,6 @@ namespace fs = std::filesystem;
 [[noreturn]] void throwUnstarted() {
   throw std::system_error(errno, std::generic_category(), "cannot ask hosts");
 }
-
-// A folder that only we may look into, and that goes with us.
-class PrivateFolder {
- public:
-  PrivateFolder() {
-    std::string name = (fs::temp_directory_path() / "tavrine-watch-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr) throwUnstarted();
-    path_ = name;
-  }
-  PrivateFolder(const PrivateFolder&) = delete;
-  PrivateFolder& operator=(const PrivateFolder&) = delete;
-  ~PrivateFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  const fs::path& path() const { return path_; }
-
- private:
-  fs::path path_;
-};
 
 // What the screen needs of the terminal is ours alone: the child neither reads nor writes there.
 [[noreturn]] void becomeRefresh(const std::vector<std::string>& command) {
@@ -90,7 +69,7 @@ class RefreshChild {
 };
 
 struct Hosts {
-  PrivateFolder folder;
+  PrivateFolder folder{fs::temp_directory_path(), "tavrine-watch-"};
   std::unique_ptr<RefreshChild> child;
   SnapshotSource file;
 };
@@ -116,6 +95,7 @@ SnapshotSource hostsSource(const std::vector<std::string>& hosts, double everySe
   asked->child = std::make_unique<RefreshChild>(command);
   asked->file = fileSource(file);
   constexpr double kMissed = 3;  // times that nothing came
+  const double staleAfterSeconds = kMissed * everySeconds;
   return {.name = nameOf(hosts),
           .poll = [asked, file](Timestamp now) -> std::optional<SourceNews> {
             if (asked->child->hasJustEnded()) {
@@ -125,7 +105,7 @@ SnapshotSource hostsSource(const std::vector<std::string>& hosts, double everySe
             if (!fs::exists(file)) return std::nullopt;
             return asked->file.poll(now);
           },
-          .staleAfterSeconds = kMissed* everySeconds};
+          .staleAfterSeconds = staleAfterSeconds};
 }
 
 }  // namespace tavrine
