@@ -7,8 +7,9 @@
 #include "companion/views/quantity_text.h"
 #include "companion/views/snapshot_cells.h"
 #include "companion/views/snapshot_parts.h"
+#include "companion/views/snapshot_tables.h"
 #include "companion/views/status_ink.h"
-#include "companion/views/text_table.h"
+#include "companion/views/table_layout.h"
 
 #include <TavrineShared/parsers/text_rules.h>
 
@@ -16,8 +17,6 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
-#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -125,12 +124,6 @@ Markup pageTable(std::span<const R> records, std::span<const PageColumn<R>> colu
 
 // --- The lab ---
 
-void addTile(Markup& tiles, std::string_view name, std::string_view value) {
-  Markup tile = element("dt", name);
-  tile += element("dd", value);
-  tiles += element("div", tile);
-}
-
 Markup labHeader(const AppSnapshot& snapshot) {
   std::size_t gpus = 0;
   std::size_t reached = 0;
@@ -139,16 +132,16 @@ Markup labHeader(const AppSnapshot& snapshot) {
     if (server.state != ServerConnectionState::offline) ++reached;
   }
   Markup tiles;
-  addTile(tiles,
+  addFact(tiles,
           "servers reached",
           std::to_string(reached) + " of " + std::to_string(snapshot.servers.size()));
-  addTile(tiles, "GPUs", std::to_string(gpus));
+  addFact(tiles, "GPUs", std::to_string(gpus));
   if (gpus > 0) {
-    addTile(tiles, "GPU utilisation", withUnit(snapshot.averageGPUUtilization(), "%"));
-    addTile(tiles, "GPU power", watts(snapshot.totalPowerDrawW()));
+    addFact(tiles, "GPU utilisation", withUnit(snapshot.averageGPUUtilization(), "%"));
+    addFact(tiles, "GPU power", watts(snapshot.totalPowerDrawW()));
   }
-  addTile(tiles, "active runs", std::to_string(snapshot.activeRunCount()));
-  addTile(tiles,
+  addFact(tiles, "active runs", std::to_string(snapshot.activeRunCount()));
+  addFact(tiles,
           "processes train",
           std::to_string(snapshot.trainingProcessCount()) + " of " +
               std::to_string(snapshot.activeProcessCount()));
@@ -156,7 +149,7 @@ Markup labHeader(const AppSnapshot& snapshot) {
       std::count_if(snapshot.alerts.begin(), snapshot.alerts.end(), [](const TavrineAlert& alert) {
         return alert.severity == AlertSeverity::critical;
       });
-  addTile(tiles, "critical alerts", std::to_string(critical));
+  addFact(tiles, "critical alerts", std::to_string(critical));
 
   Markup header = element("h1", "GPU lab");
   Markup when = markup("as of ");
@@ -304,7 +297,7 @@ Markup runArticle(const TrainingRun& run, Timestamp takenAt) {
   addFact(facts, "Started", ago(run.startedAt, takenAt));
   if (run.etaSeconds) addFact(facts, "To go", durationText(*run.etaSeconds));
   addFact(facts, "GPU", withUnit(run.gpuUtilization, "%"));
-  addFact(facts, "GPU memory", gibibytesUsed(run.vramUsedGB, run.vramTotalGB));
+  addFact(facts, "GPU memory", runMemory(run));
   addFact(facts, "Power", watts(run.powerDrawW));
   addFact(facts, "Compute", oneDecimal(run.flopsTFLOPs) + " TFLOP/s");
   Markup content = element("div", head, "class=\"head\"");
@@ -345,7 +338,6 @@ Markup alertSection(const AppSnapshot& snapshot) {
 
 // --- Processes, users, sensors ---
 
-using ProcessRow = const ProcessStat*;
 constexpr auto kProcessColumns = std::to_array<PageColumn<ProcessRow>>({
     {"Server", "", [](const ProcessRow& row) { return markup(row->serverName); }},
     {"PID", "number", [](const ProcessRow& row) { return markup(std::to_string(row->pid)); }},
@@ -371,11 +363,6 @@ Markup processSection(const AppSnapshot& snapshot) {
                  snapshot.processes.size(),
                  pageTable<ProcessRow>(top, kProcessColumns));
 }
-
-struct UserRow {
-  const UsageSummary* summary;
-  const StudentUsage* user;
-};
 
 constexpr auto kUserColumns = std::to_array<PageColumn<UserRow>>({
     {"User", "", [](const UserRow& row) { return element("b", row.user->username); }},
@@ -405,10 +392,7 @@ constexpr auto kUserColumns = std::to_array<PageColumn<UserRow>>({
 });
 
 Markup userSection(const AppSnapshot& snapshot) {
-  std::vector<UserRow> rows;
-  for (const UsageSummary& summary : snapshot.usageSummaries) {
-    for (const StudentUsage& user : summary.students) rows.push_back({&summary, &user});
-  }
+  const std::vector<UserRow> rows = userRows(snapshot);
   const auto shown = firstOf(rows);
   return section("Users", shown.size(), rows.size(), pageTable<UserRow>(shown, kUserColumns));
 }

@@ -128,6 +128,14 @@ TEST(HTMLPage, isWhole) {
   EXPECT_THAT(page, Not(HasSubstr("url(")));
 }
 
+TEST(HTMLPage, leavesOutTheMemoryOfGPUsThatNobodyKnows) {
+  AppSnapshot snapshot = SampleData::snapshot(60);
+  snapshot.runs.resize(1);
+  snapshot.runs.front().vramUsedGB = 12;
+  snapshot.runs.front().vramTotalGB = 0;
+  EXPECT_THAT(htmlPage(snapshot), HasSubstr("<dt>GPU memory</dt><dd>12.0 GiB</dd>"));
+}
+
 TEST(HTMLPage, ofNothing) {
   AppSnapshot snapshot = AppSnapshot::empty();
   snapshot.timestamp = at(0);
