@@ -16,9 +16,8 @@ namespace tavrine {
 ///
 ///   server offline    critical  the host did not answer
 ///   GPU hot           warning   at 85 degrees or more; critical from 95 on
-///   GPU lost          critical  the previous snapshot had it; the GPU tool answers without it.
-///   Told
-///                               for a day, or until it is back
+///   GPU lost          critical  the previous snapshot had it, and the GPU tool answers without
+///                               it; told for a day, or until it is back
 ///   run stalled       warning
 ///   run failed        critical
 ///   disk nearly full  warning   less than 5 % left; critical below 1 %
