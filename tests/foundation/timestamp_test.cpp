@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "tests/support/rows.h"
+
 namespace tavrine {
 namespace {
 
@@ -19,9 +21,6 @@ using namespace std::string_view_literals;
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kFirst = -62167219200;  // 0000-01-01T00:00:00Z
 constexpr double kLast = 253402300799;   // 9999-12-31T23:59:59Z
-
-/// Rows are told apart by their names.
-constexpr auto rowName = [](const auto& row) { return std::string(row.param.name); };
 
 Timestamp at(double seconds) { return Timestamp{std::chrono::duration<double>{seconds}}; }
 

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <unordered_set>
 
+#include "tests/support/rows.h"
+
 namespace tavrine {
 namespace {
 
@@ -29,9 +31,6 @@ constexpr UUID kSample{{0x0F,
                         0x95,
                         0x0E}};
 constexpr std::string_view kSampleText = "0F8FAD5B-D9CB-469F-A165-70867728950E";
-
-/// Rows are told apart by their names.
-constexpr auto rowName = [](const auto& row) { return std::string(row.param.name); };
 
 struct Row {
   const char* name;

@@ -7,11 +7,10 @@
 #include <string_view>
 #include <unordered_set>
 
+#include "tests/support/rows.h"
+
 namespace tavrine {
 namespace {
-
-/// Rows are told apart by their names.
-constexpr auto rowName = [](const auto& row) { return std::string(row.param.name); };
 
 struct Row {
   const char* name;

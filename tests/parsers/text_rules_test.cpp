@@ -19,13 +19,12 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/rows.h"
+
 namespace tavrine {
 namespace {
 
 using namespace std::string_view_literals;
-
-/// Rows are told apart by their names.
-constexpr auto rowName = [](const auto& row) { return std::string(row.param.name); };
 
 // --- lines ---
 
