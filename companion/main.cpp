@@ -28,11 +28,10 @@ namespace {
 ExitStatus run(int argc, char** argv) {
   CLI::App program("Turns what GPU servers print into records, and shows snapshots of a lab.",
                    "tavrine");
-  describeProgram(program, "verb", {"tavrine query gpus | sh | tavrine parse gpus --table"});
-  program.footer(
-      program.get_footer() +
-      "\n\nExit status: 0 all is well, 1 something was found to be lost, 2 wrong usage,\n"
-      "unreadable input or unwritable output.");
+  describeCommand(program, "verb", {"tavrine query gpus | sh | tavrine parse gpus --table"});
+  addToHelp(program,
+            "Exit status: 0 all is well, 1 something was found to be lost, 2 wrong usage,\n"
+            "unreadable input or unwritable output.");
   program.set_version_flag("--version", "tavrine " TAVRINE_VERSION, "print the version");
 
   Action chosen;

@@ -103,8 +103,7 @@ void addAssembleVerb(CLI::App& program, Action& chosen) {
                              "Makes a snapshot of captures.",
                              {"tavrine assemble captures/* | tavrine show -",
                               "tavrine assemble --output snapshot.json captures"});
-  app.footer(app.get_footer() +
-             "\n\nExit status: 0 nothing was lost, 1 something was, 2 no such capture.");
+  addToHelp(app, "Exit status: 0 nothing was lost, 1 something was, 2 no such capture.");
   const auto options = std::make_shared<AssembleOptions>();
   app.add_option("CAPTURE", options->captures, "folders of captures, or folders that hold some")
       ->type_name("")
@@ -122,10 +121,7 @@ void addAssembleVerb(CLI::App& program, Action& chosen) {
        addJSONOptions(app, options->json, "the snapshot as JSON, as is the default")) {
     output->excludes(json);
   }
-  app.add_flag("--redact",
-               options->redact,
-               "replace what looks like a secret in command lines\n"
-               "and logs");
+  addRedactOption(app, options->redact);
   app.add_flag("--findings", options->findings, "tell what was lost and why, on standard error");
   app.callback([&chosen, options] { chosen = [options] { return runAssemble(*options); }; });
 }

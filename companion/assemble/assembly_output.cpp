@@ -3,6 +3,7 @@
 #include "companion/redact/redaction.h"
 #include "companion/shell/output.h"
 #include "companion/views/findings_text.h"
+#include "companion/views/quantity_text.h"
 #include "companion/views/visible_text.h"
 
 #include <algorithm>
@@ -40,8 +41,8 @@ std::string lossSummary(const FindingsBook& book) {
       std::count_if(book.sources().begin(), book.sources().end(), [](const SourceFindings& each) {
         return each.findings.lossCount() > 0;
       });
-  return std::to_string(losses) + (losses == 1 ? " loss" : " losses") + " in " +
-         std::to_string(sources) + (sources == 1 ? " source" : " sources");
+  return counted(losses, "loss", "losses") + " in " +
+         counted(static_cast<std::size_t>(sources), "source", "sources");
 }
 
 bool tellLosses(const FindingsBook& book, bool inFull, bool redact) {

@@ -2,8 +2,8 @@
 
 #include "companion/capture/capture.h"
 #include "companion/collect/config_file.h"
-#include "companion/shell/duration.h"
 #include "companion/shell/host.h"
+#include "companion/shell/usage.h"
 #include "companion/views/visible_text.h"
 
 #include <TavrineShared/foundation/file.h>
@@ -64,20 +64,6 @@ CollectHost hostNamed(const std::string& text) {
 }
 
 std::string notEmpty(const std::string& text) { return text.empty() ? "must not be empty" : ""; }
-
-void addSpan(CLI::App& command, const std::string& name, const std::string& what,
-             const std::function<void(double)>& set) {
-  command
-      .add_option_function<std::string>(
-          name,
-          [set](const std::string& span) { set(*secondsNamed(span)); },
-          what)
-      ->check([](const std::string& span) {
-        return secondsNamed(span) ? "" : "must be such as 10s or 2m, not " + span;
-      })
-      ->type_name("SPAN")
-      ->option_text("=SPAN");
-}
 
 std::function<std::string(const std::string&)> countFrom1To(std::size_t most) {
   return [range = CLI::Range(std::size_t{1}, most), most](std::string text) {
@@ -217,23 +203,21 @@ void addCollectOptions(CLI::App& command, CollectOptions& options) {
           options.captures,
           "keep what the hosts printed, a folder for each",
           "FOLDER");
-  command.add_flag("--redact",
-                   options.redact,
-                   "replace what looks like a secret in command lines\n"
-                   "and logs");
+  addRedactOption(command, options.redact);
   command.add_option("--at-once", request.atOnce, "hosts to ask at the same time (32)")
       ->check(countFrom1To(1024))
       ->type_name("N")
       ->option_text("=N");
-  addSpan(command, "--timeout", "that one host may take (30s)", [&request](double seconds) {
+  addSpanOption(command, "--timeout", "that one host may take (30s)", [&request](double seconds) {
     request.seconds = seconds;
   });
-  addSpan(command,
-          "--command-timeout",
-          "that one command on a host may take (10s)",
-          [&request](double seconds) {
-            request.script.commandSeconds = static_cast<int>(std::clamp(seconds, 1.0, 3600.0));
-          });
+  addSpanOption(command,
+                "--command-timeout",
+                "that one command on a host may take (10s)",
+                [&request](double seconds) {
+                  request.script.commandSeconds =
+                      static_cast<int>(std::clamp(seconds, 1.0, 3600.0));
+                });
   addMebibytes(command,
                "--most-per-file",
                request.mostBytesOfPiece,

@@ -59,10 +59,10 @@ void addCollectVerb(CLI::App& program, Action& chosen) {
                              {"tavrine collect | tavrine show -",
                               "tavrine collect --captures captures gpu-01 ada@gpu-02",
                               "tavrine collect --script | ssh gpu-01 sh -s | less"});
-  app.footer(app.get_footer() +
-             "\n\nWith --captures, prints the folders, for 'tavrine assemble'; else the snapshot\n"
-             "as JSON. Exit status: 0 every host answered, 1 one did not or something was\n"
-             "lost, 2 wrong usage.");
+  addToHelp(app,
+            "With --captures, prints the folders, for 'tavrine assemble'; else the snapshot\n"
+            "as JSON. Exit status: 0 every host answered, 1 one did not or something was\n"
+            "lost, 2 wrong usage.");
   const auto options = std::make_shared<CollectVerbOptions>();
   addCollectOptions(app, options->collect);
   app.add_flag("--script", options->script, "print the script that runs on every host");

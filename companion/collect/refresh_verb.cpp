@@ -4,7 +4,6 @@
 #include "companion/collect/collect_run.h"
 #include "companion/collect/collect_verbs.h"
 #include "companion/redact/redaction.h"
-#include "companion/shell/duration.h"
 #include "companion/shell/interruption.h"
 #include "companion/shell/output.h"
 #include "companion/views/number_text.h"
@@ -19,7 +18,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <exception>
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -49,22 +48,18 @@ double cpuSeconds() {
   return secondsOf(usage.ru_utime) + secondsOf(usage.ru_stime);
 }
 
-std::string counted(std::int64_t count, const std::string& one) {
-  return std::to_string(count) + " " + one + (count == 1 ? "" : "s");
-}
-
 std::string outcome(const AppSnapshot& snapshot) {
-  std::int64_t gpus = 0;
-  std::int64_t offline = 0;
+  std::size_t gpus = 0;
+  std::size_t offline = 0;
   for (const ServerSummary& server : snapshot.servers) {
-    gpus += static_cast<std::int64_t>(server.gpus.size());
+    gpus += server.gpus.size();
     if (server.state == ServerConnectionState::offline) ++offline;
   }
-  std::string text = counted(static_cast<std::int64_t>(snapshot.servers.size()), "server");
+  std::string text = counted(snapshot.servers.size(), "server", "servers");
   if (offline > 0) text += " (" + std::to_string(offline) + " offline)";
-  text += ", " + counted(gpus, "GPU");
-  text += ", " + counted(static_cast<std::int64_t>(snapshot.runs.size()), "run");
-  return text + ", " + counted(static_cast<std::int64_t>(snapshot.alerts.size()), "alert");
+  text += ", " + counted(gpus, "GPU", "GPUs");
+  text += ", " + counted(snapshot.runs.size(), "run", "runs");
+  return text + ", " + counted(snapshot.alerts.size(), "alert", "alerts");
 }
 
 // What is no snapshot is replaced by one, and not without a word.
@@ -146,24 +141,19 @@ void addRefreshVerb(CLI::App& program, Action& chosen) {
                              {"tavrine refresh; tavrine show",
                               "tavrine refresh gpu-01 gpu-02=ada@10.0.1.52",
                               "tavrine refresh --every 30s &"});
-  app.footer(app.get_footer() +
-             "\n\nExit status: 0 every host answered, 1 one did not or something was lost,\n"
-             "2 wrong usage or unwritable file. With --every, 0 once told to stop;\n"
-             "only the first time must the file be writable.");
+  addToHelp(app,
+            "Exit status: 0 every host answered, 1 one did not or something was lost,\n"
+            "2 wrong usage or unwritable file. With --every, 0 once told to stop;\n"
+            "only the first time must the file be writable.");
   const auto options = std::make_shared<RefreshOptions>();
   addCollectOptions(app, options->collect);
   app.add_option("--file", options->file, "the snapshot to replace (~/.tavrine/latest.json)")
       ->type_name("FILE")
       ->option_text("=FILE");
-  app.add_option_function<std::string>(
-         "--every",
-         [options](const std::string& span) { options->everySeconds = *secondsNamed(span); },
-         "go on until stopped, beginning anew so often")
-      ->check([](const std::string& span) {
-        return secondsNamed(span) ? "" : "must be such as 30s or 5m, not " + span;
-      })
-      ->type_name("SPAN")
-      ->option_text("=SPAN");
+  addSpanOption(app,
+                "--every",
+                "go on until stopped, beginning anew so often",
+                [options](double seconds) { options->everySeconds = seconds; });
   app.callback([&app, &chosen, options] {
     chosen = [&app, options] {
       applyConfig(app, options->collect);

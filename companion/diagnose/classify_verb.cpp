@@ -3,6 +3,7 @@
 #include "companion/shell/input.h"
 #include "companion/shell/json_output.h"
 #include "companion/shell/output.h"
+#include "companion/views/quantity_text.h"
 #include "companion/views/record_table.h"
 
 #include <TavrineShared/model/field_table.h>
@@ -11,7 +12,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -109,8 +109,7 @@ void sayLauncher(const std::vector<ClassifiedStack>& stacks) {
 void sayDropped(const Findings& findings, const std::string& name) {
   const std::size_t count = findings.count(FindingOutcome::lineDropped);
   if (count == 0) return;
-  say(std::to_string(count) + (count == 1 ? " line" : " lines") + " of " + name +
-      (count == 1 ? " is" : " are") +
+  say(counted(count, "line", "lines") + " of " + name + (count == 1 ? " is" : " are") +
       " neither a thread nor a frame, which is \"function (file:line)\"");
 }
 
@@ -119,7 +118,7 @@ ExitStatus classify(const ClassifyOptions& options) {
     say("reading stacks from the terminal, up to Ctrl-D; 'py-spy dump --pid PID' prints them");
   }
   const std::string file = options.file.value_or(kStandardInput);
-  const std::string name = file == kStandardInput ? "standard input" : file;
+  const std::string name = inputName(file);
   Findings findings(0);
   std::vector<ClassifiedStack> stacks;
   for (const StackFrame& stack : readNamed(file, name, findings)) {
@@ -128,9 +127,7 @@ ExitStatus classify(const ClassifyOptions& options) {
   if (options.json.isAskedFor()) {
     writeJSON(encode(stacks, options.json.style()));
   } else {
-    const TableStyle style{.paint = paint(options.color),
-                           .width = screenWidth().value_or(TableStyle{}.width)};
-    writeOutput(recordTable<ClassifiedStack>(stacks, kColumns, style));
+    writeOutput(recordTable<ClassifiedStack>(stacks, kColumns, tableStyle(options.color)));
   }
   if (stacks.empty()) {
     say("no stacks in " + name + "; 'py-spy dump --pid PID' prints them");
@@ -150,7 +147,7 @@ void addClassifyVerb(CLI::App& program, Action& chosen) {
                              {"py-spy dump --pid 4711 | tavrine classify",
                               "tavrine classify dump.txt",
                               "echo '[\"model.py:forward:210\"]' | tavrine classify --json"});
-  app.footer(app.get_footer() + "\n\nExit status: 0 fine, 1 no stacks, 2 unreadable input.");
+  addToHelp(app, "Exit status: 0 fine, 1 no stacks, 2 unreadable input.");
   const auto options = std::make_shared<ClassifyOptions>();
   app.add_option("FILE",
                  options->file,

@@ -6,6 +6,7 @@
 #include "companion/shell/input.h"
 #include "companion/shell/json_output.h"
 #include "companion/shell/output.h"
+#include "companion/views/quantity_text.h"
 
 #include <CLI/CLI.hpp>
 
@@ -38,8 +39,7 @@ Diagnoses diagnoseAll(const DiagnoseOptions& options) {
   Diagnoses diagnoses;
   for (const std::string& log : options.logs) {
     try {
-      const std::string name = log == kStandardInput ? "standard input" : log;
-      diagnoses.logs.push_back(diagnoseLog(name, readInput(log), options.recent));
+      diagnoses.logs.push_back(diagnoseLog(inputName(log), readInput(log), options.recent));
       if (options.logs.size() > 1) diagnoses.logs.back().forgetPoints();
     } catch (const std::system_error& error) {
       say(error);
@@ -51,8 +51,8 @@ Diagnoses diagnoseAll(const DiagnoseOptions& options) {
 
 void sayDropped(const LogDiagnosis& diagnosis) {
   if (diagnosis.droppedLines == 0) return;
-  say(std::to_string(diagnosis.droppedLines) + (diagnosis.droppedLines == 1 ? " line" : " lines") +
-      " of " + diagnosis.name + " gave no point; 'tavrine parse recorder --findings' tells why");
+  say(counted(diagnosis.droppedLines, "line", "lines") + " of " + diagnosis.name +
+      " gave no point; 'tavrine parse recorder --findings' tells why");
 }
 
 ExitStatus diagnose(const DiagnoseOptions& options) {
@@ -61,10 +61,9 @@ ExitStatus diagnose(const DiagnoseOptions& options) {
   sortWorstFirst(logs);
   const bool isOne = options.logs.size() == 1;
   if (isOne && logs.empty()) return ExitStatus::trouble;
-  const DiagnosisView view{
-      .style = {.paint = paint(options.color), .width = screenWidth().value_or(TableStyle{}.width)},
-      .glyphs = glyphs(),
-      .now = currentTime()};
+  const DiagnosisView view{.style = tableStyle(options.color),
+                           .glyphs = glyphs(),
+                           .now = currentTime()};
   if (options.json.isAskedFor()) {
     const JSONStyle style = options.json.style();
     writeJSON(isOne ? diagnosisJSON(logs.front(), style) : diagnosesJSON(logs, style));
@@ -88,10 +87,10 @@ void addDiagnoseVerb(CLI::App& program, Action& chosen) {
                              {"tavrine diagnose recorder.jsonl",
                               "tavrine diagnose runs/*/recorder.jsonl",
                               "ssh HOST cat recorder.jsonl | tavrine diagnose --recent 1h -"});
-  app.footer(app.get_footer() +
-             "\n\nSeveral logs give one line each, the worst first; with --json, a list.\n"
-             "Exit status: 0 a diagnosis for each log, 1 one has too little data, 2 one is\n"
-             "unreadable.");
+  addToHelp(app,
+            "Several logs give one line each, the worst first; with --json, a list.\n"
+            "Exit status: 0 a diagnosis for each log, 1 one has too little data, 2 one is\n"
+            "unreadable.");
   const auto options = std::make_shared<DiagnoseOptions>();
   app.add_option("LOG", options->logs, "recorder logs; - is standard input")
       ->type_name("")

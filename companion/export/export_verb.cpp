@@ -5,6 +5,7 @@
 #include "companion/export/metric_text.h"
 #include "companion/shell/output.h"
 #include "companion/snapshot/snapshot_input.h"
+#include "companion/views/quantity_text.h"
 #include "companion/views/visible_text.h"
 
 #include <TavrineShared/foundation/file.h>
@@ -52,8 +53,7 @@ Exported csvOf(const AppSnapshot& snapshot, const CSVKind& kind) {
   CSVText made = csvText(snapshot, kind);
   Exported exported{std::move(made.text), {}};
   if (made.emptied > 0) {
-    exported.lost.push_back(std::string(kind.name) + ": " + std::to_string(made.emptied) +
-                            (made.emptied == 1 ? " cell" : " cells") +
+    exported.lost.push_back(std::string(kind.name) + ": " + counted(made.emptied, "cell", "cells") +
                             " left empty: " + made.whyEmptied);
   }
   return exported;
@@ -195,9 +195,10 @@ void addExportVerb(CLI::App& program, Action& chosen) {
                               "tavrine export --format prometheus --output lab.prom",
                               "tavrine export --format csv --record gpus snapshot.json",
                               "tavrine export --format csv --output lab snapshot.json"});
-  app.footer(app.get_footer() + "\n\n" + wrapped("Kinds of records: " + namesOf(csvKinds()) + ".") +
-             "\n\nExit status: 0 nothing was lost, 1 something was, 2 it is no snapshot, or\n"
-             "what came of it cannot be written.");
+  addToHelp(app, wrapped("Kinds of records: " + namesOf(csvKinds()) + "."));
+  addToHelp(app,
+            "Exit status: 0 nothing was lost, 1 something was, 2 it is no snapshot, or\n"
+            "what came of it cannot be written.");
   const auto options = std::make_shared<ExportOptions>();
   addSnapshotInput(app, options->input, "taken");
   app.add_option("--format", options->format, "what to make of it")

@@ -42,11 +42,15 @@ void addTold(Report& report, const Findings& findings) {
 
 namespace detail {
 
+/// Of the two forms that are JSON.
+inline JSONStyle jsonStyle(OutputForm form) {
+  return form == OutputForm::prettyJSON ? JSONStyle::pretty : JSONStyle::compact;
+}
+
 /// Throws `EncodingError` when JSON has no form for one of the records.
 template <class R>
 std::string document(const ParseRequest& request, ParseReport<R>& report) {
-  const JSONStyle style =
-      request.form == OutputForm::prettyJSON ? JSONStyle::pretty : JSONStyle::compact;
+  const JSONStyle style = jsonStyle(request.form);
   if (!request.findingsInDocument) return encode(report.records, style);
   addTold(report, *request.findings);
   return encode(report, style);

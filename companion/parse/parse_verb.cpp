@@ -50,9 +50,8 @@ void sayWhatIsAwaited(const Kind& kind) {
 
 // Silence about an input of another kind would leave the user with an empty list and no idea why.
 void sayNothingFound(const Kind& kind, const ParseOptions& options) {
-  const std::string file = options.file.value_or(kStandardInput);
   say("no " + std::string(kind.records) + " in " +
-      (file == kStandardInput ? "standard input" : file) +
+      inputName(options.file.value_or(kStandardInput)) +
       queryHint(kind, "the command whose output is expected"));
 }
 
@@ -107,8 +106,8 @@ void addOptions(CLI::App& app, ParseOptions& options) {
                                       "or with =json in one document with the records;\n"
                                       "the exit status is then 1 if anything was");
   findings->option_text("[=text|json]")->check([](const std::string& form) {
-    return form == kFindingsAsText || form == kFindingsAsJSON ? ""
-                                                              : "must be text or json, not " + form;
+    const bool isKnown = form == kFindingsAsText || form == kFindingsAsJSON;
+    return isKnown ? "" : "must be text or json, not " + form;
   });
   addColorOption(app, options.color);
 }

@@ -39,8 +39,7 @@ ParseResult parseTrainingLog(const ParseRequest& request) {
     result.output = trainingLogTable(report.signals, request.style);
     return result;
   }
-  const JSONStyle style =
-      request.form == OutputForm::prettyJSON ? JSONStyle::pretty : JSONStyle::compact;
+  const JSONStyle style = detail::jsonStyle(request.form);
   if (request.findingsInDocument) {
     addTold(report, *request.findings);
     result.output = encode(report, style);

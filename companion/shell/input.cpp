@@ -76,8 +76,12 @@ class OpenFile {
 }  // namespace
 
 std::string readInput(const std::string& file) {
-  if (file == kStandardInput) return readAll(STDIN_FILENO, "standard input");
+  if (file == kStandardInput) return readAll(STDIN_FILENO, inputName(file));
   return readAll(OpenFile(file).descriptor(), file);
+}
+
+std::string inputName(const std::string& file) {
+  return file == kStandardInput ? "standard input" : file;
 }
 
 bool inputIsTerminal() { return ::isatty(STDIN_FILENO) == 1; }

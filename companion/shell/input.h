@@ -12,6 +12,9 @@ inline constexpr const char* kStandardInput = "-";
 /// `std::system_error` whose `what()` is such as "cannot read gpus.csv: No such file or directory".
 std::string readInput(const std::string& file);
 
+/// What messages call it: "standard input", or the file by its name.
+std::string inputName(const std::string& file);
+
 bool inputIsTerminal();
 
 }  // namespace tavrine

@@ -89,6 +89,10 @@ Paint paint(ColorChoice choice) {
   return isWanted ? Paint::on : Paint::off;
 }
 
+TableStyle tableStyle(ColorChoice choice) {
+  return {.paint = paint(choice), .width = screenWidth().value_or(TableStyle{}.width)};
+}
+
 Glyphs glyphs() {
   // As for the C library, the first that is set and not empty counts.
   for (const char* const name : {"LC_ALL", "LC_CTYPE", "LANG"}) {

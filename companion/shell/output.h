@@ -45,6 +45,9 @@ std::optional<std::size_t> screenWidth();
 /// the environment has a NO_COLOR that is not empty.
 Paint paint(ColorChoice choice);
 
+/// Of a table on standard output: with its colours and, where it is a screen, within its columns.
+TableStyle tableStyle(ColorChoice choice);
+
 /// Blocks where the environment (LC_ALL, LC_CTYPE, LANG) says that characters are UTF-8.
 Glyphs glyphs();
 

@@ -1,5 +1,7 @@
 #include "companion/shell/usage.h"
 
+#include "companion/shell/duration.h"
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -55,17 +57,6 @@ const std::string& wordOf(const CLI::App& command) {
   return std::dynamic_pointer_cast<HelpFormatter>(command.get_formatter())->word();
 }
 
-void describe(CLI::App& command, const std::string& word,
-              const std::vector<std::string>& examples) {
-  command.formatter(std::make_shared<HelpFormatter>(word));
-  command.set_help_flag("-h,--help", "print this help");
-  std::string footer = examples.size() == 1 ? "Example:" : "Examples:";
-  for (const std::string& example : examples) footer.append("\n  ").append(example);
-  command.footer(footer);
-  // At most one, too: then a file may have the name of a command.
-  if (!word.empty()) command.require_subcommand(1);
-}
-
 // Whether the command was given a word that it does not know. An option is likely to be one of a
 // command further in; and a word too many behind a verb is left to this one if it names a verb.
 bool isPuzzled(const CLI::App& command) {
@@ -119,9 +110,19 @@ std::optional<ColorChoice> colorChoiceNamed(std::string_view name) {
 
 }  // namespace
 
-void describeProgram(CLI::App& program, const std::string& word,
+void describeCommand(CLI::App& command, const std::string& word,
                      const std::vector<std::string>& examples) {
-  describe(program, word, examples);
+  command.formatter(std::make_shared<HelpFormatter>(word));
+  command.set_help_flag("-h,--help", "print this help");
+  std::string footer = examples.size() == 1 ? "Example:" : "Examples:";
+  for (const std::string& example : examples) footer.append("\n  ").append(example);
+  command.footer(footer);
+  // At most one, too: then a file may have the name of a command.
+  if (!word.empty()) command.require_subcommand(1);
+}
+
+void addToHelp(CLI::App& command, const std::string& paragraph) {
+  command.footer(command.get_footer() + "\n\n" + paragraph);
 }
 
 CLI::App& addCommand(CLI::App& parent, const std::string& name, const std::string& description,
@@ -135,7 +136,7 @@ CLI::App& addCommandGroup(CLI::App& parent, const std::string& name, const std::
   std::string heading = wordOf(parent) + "s";
   heading.front() = upper(heading.front());
   command.group(heading);
-  describe(command, word, examples);
+  describeCommand(command, word, examples);
   return command;
 }
 
@@ -151,6 +152,27 @@ void addColorOption(CLI::App& command, ColorChoice& choice) {
       })
       ->type_name("WHEN")
       ->option_text("=auto|always|never");
+}
+
+void addRedactOption(CLI::App& command, bool& isRedacted) {
+  command.add_flag("--redact",
+                   isRedacted,
+                   "replace what looks like a secret in command lines\n"
+                   "and other texts");
+}
+
+CLI::Option* addSpanOption(CLI::App& command, const std::string& name, const std::string& what,
+                           const std::function<void(double seconds)>& set) {
+  return command
+      .add_option_function<std::string>(
+          name,
+          [set](const std::string& span) { set(*secondsNamed(span)); },
+          what)
+      ->check([](const std::string& span) {
+        return secondsNamed(span) ? "" : "must be such as 30s or 5m, not " + span;
+      })
+      ->type_name("SPAN")
+      ->option_text("=SPAN");
 }
 
 void explainUsage(const CLI::App& program, const CLI::ParseError& error) {

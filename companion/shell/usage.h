@@ -11,6 +11,7 @@
 
 namespace CLI {
 class App;
+class Option;
 class ParseError;
 }  // namespace CLI
 
@@ -19,10 +20,14 @@ namespace tavrine {
 /// What the command that the user chose will do. Errors of input and output are thrown.
 using Action = std::function<ExitStatus()>;
 
-/// Gives the program as a whole its look. `word` is what help and messages call its commands, in
-/// lower case, such as "verb"; each of `examples` is a line to type.
-void describeProgram(CLI::App& program, const std::string& word,
+/// Gives a command, or the program as a whole, its look. `word` is what help and messages call its
+/// own commands, in lower case, such as "verb", or empty where it has none; each of `examples` is a
+/// line to type.
+void describeCommand(CLI::App& command, const std::string& word,
                      const std::vector<std::string>& examples);
+
+/// Adds a paragraph to the end of the help, behind the examples.
+void addToHelp(CLI::App& command, const std::string& paragraph);
 
 /// A command under `parent`. Its help ends with `examples`.
 CLI::App& addCommand(CLI::App& parent, const std::string& name, const std::string& description,
@@ -34,6 +39,14 @@ CLI::App& addCommandGroup(CLI::App& parent, const std::string& name, const std::
 
 /// `--color`, for commands that colour what they print. Sets `choice` only when it is used.
 void addColorOption(CLI::App& command, ColorChoice& choice);
+
+/// `--redact`, for commands whose output may leave the lab. Sets `isRedacted` only when it is used.
+void addRedactOption(CLI::App& command, bool& isRedacted);
+
+/// An option that takes a span of time, as `secondsNamed` reads it. Calls `set` only when it is
+/// used.
+CLI::Option* addSpanOption(CLI::App& command, const std::string& name, const std::string& what,
+                           const std::function<void(double seconds)>& set);
 
 /// Says what was wrong with the command line and where to find help. When nothing was wrong but
 /// that it stopped too early, prints that help instead.

@@ -42,8 +42,7 @@ void addCheckVerb(CLI::App& program, Action& chosen) {
                  "check",
                  "Tells what a snapshot holds, and what was lost.",
                  {"tavrine check ~/.tavrine/latest.json", "tavrine check --json snapshot.json"});
-  app.footer(app.get_footer() +
-             "\n\nExit status: 0 nothing was lost, 1 something was, 2 it is no snapshot.");
+  addToHelp(app, "Exit status: 0 nothing was lost, 1 something was, 2 it is no snapshot.");
   const auto options = std::make_shared<CheckOptions>();
   app.add_option("FILE", options->file, "what to check; - is standard input")
       ->required()

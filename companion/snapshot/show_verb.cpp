@@ -38,8 +38,7 @@ void addShowVerb(CLI::App& program, Action& chosen) {
                              {"tavrine show",
                               "tavrine show --processes 30 snapshot.json",
                               "tavrine show --json snapshot.json"});
-  app.footer(app.get_footer() +
-             "\n\nExit status: 0 nothing was lost, 1 something was, 2 it is no snapshot.");
+  addToHelp(app, "Exit status: 0 nothing was lost, 1 something was, 2 it is no snapshot.");
   const auto options = std::make_shared<ShowOptions>();
   addSnapshotInput(app, options->input, "shown");
   addSnapshotOptions(app, options->output, "the snapshot as JSON, without what was lost");

@@ -3,6 +3,8 @@
 #include "companion/redact/redaction.h"
 #include "companion/shell/input.h"
 #include "companion/shell/output.h"
+#include "companion/shell/usage.h"
+#include "companion/views/quantity_text.h"
 
 #include <TavrineShared/model/json_conventions.h>
 #include <TavrineShared/store/snapshot_disk_store.h>
@@ -19,10 +21,7 @@ std::string SnapshotInput::path() const {
   return file ? *file : SnapshotDiskStore::defaultURL().string();
 }
 
-std::string SnapshotInput::name() const {
-  const std::string named = path();
-  return named == kStandardInput ? "standard input" : named;
-}
+std::string SnapshotInput::name() const { return inputName(path()); }
 
 void addSnapshotInput(CLI::App& command, SnapshotInput& input, const std::string& verb) {
   command
@@ -32,10 +31,7 @@ void addSnapshotInput(CLI::App& command, SnapshotInput& input, const std::string
                   "one, ~/.tavrine/latest.json, is " +
                       verb + " if left out")
       ->type_name("");
-  command.add_flag("--redact",
-                   input.isRedacted,
-                   "without the passwords, tokens and keys that stand\n"
-                   "in command lines and other texts");
+  addRedactOption(command, input.isRedacted);
 }
 
 AppSnapshot readSnapshot(const SnapshotInput& input, Findings& findings) {
@@ -56,7 +52,7 @@ AppSnapshot readSnapshot(const SnapshotInput& input, Findings& findings) {
 ExitStatus sayLosses(const SnapshotInput& input, const Findings& findings) {
   const std::size_t losses = findings.lossCount();
   if (losses == 0) return ExitStatus::fine;
-  say(std::to_string(losses) + (losses == 1 ? " loss" : " losses") + " in " + input.name() +
+  say(counted(losses, "loss", "losses") + " in " + input.name() +
       "; 'tavrine check' tells of what, and why");
   return ExitStatus::findings;
 }

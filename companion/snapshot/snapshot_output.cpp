@@ -18,8 +18,7 @@ std::string overview(const AppSnapshot& snapshot, const SnapshotOptions& options
   SnapshotView view;
   view.now = currentTime();
   view.processes = options.processes;
-  view.style.paint = paint(options.color);
-  view.style.width = screenWidth().value_or(view.style.width);
+  view.style = tableStyle(options.color);
   return snapshotText(snapshot, view);
 }
 

@@ -1,5 +1,6 @@
 #include "companion/views/findings_text.h"
 
+#include "companion/views/quantity_text.h"
 #include "companion/views/visible_text.h"
 
 #include <string_view>
@@ -35,7 +36,7 @@ std::string findingLine(const Finding& finding) {
 std::string countLine(const Findings& findings, std::size_t told) {
   const std::size_t losses = findings.lossCount();
   if (losses == 0) return "nothing was lost";
-  std::string text = std::to_string(losses) + (losses == 1 ? " loss" : " losses");
+  std::string text = counted(losses, "loss", "losses");
   std::string_view before = " (";
   for (const FindingOutcome outcome : FindingOutcome::allCases()) {
     const std::size_t count = findings.count(outcome);

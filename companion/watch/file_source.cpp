@@ -1,5 +1,7 @@
 #include "companion/watch/file_source.h"
 
+#include "companion/views/quantity_text.h"
+
 #include <TavrineShared/model/coding_error.h>
 #include <TavrineShared/model/findings.h>
 #include <TavrineShared/store/snapshot_disk_store.h>
@@ -32,18 +34,17 @@ Version versionOf(const std::filesystem::path& file) {
           status.st_mtim.tv_nsec};
 }
 
-std::string lossesText(const Findings& findings) {
+std::string lossWords(const Findings& findings) {
   const std::size_t losses = findings.lossCount();
   if (losses == 0) return {};
-  return std::to_string(losses) + (losses == 1 ? " loss" : " losses") +
-         " in it; 'tavrine check' tells of what, and why";
+  return counted(losses, "loss", "losses") + " in it; 'tavrine check' tells of what, and why";
 }
 
 SourceNews readNews(const std::filesystem::path& file) {
   try {
     Findings findings;
     AppSnapshot snapshot = SnapshotDiskStore::readOrThrow(file, &findings);
-    return {std::move(snapshot), lossesText(findings)};
+    return {std::move(snapshot), lossWords(findings)};
   } catch (const DecodingError& error) {
     return {std::nullopt, std::string("no snapshot: ") + error.what()};
   } catch (const std::system_error& error) {

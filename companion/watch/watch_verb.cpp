@@ -1,7 +1,6 @@
 #include "companion/watch/watch_verb.h"
 
 #include "companion/redact/redaction.h"
-#include "companion/shell/duration.h"
 #include "companion/shell/input.h"
 #include "companion/snapshot/tick_option.h"
 #include "companion/watch/demo_source.h"
@@ -66,7 +65,7 @@ SnapshotSource redactedSource(SnapshotSource source) {
 
 std::string keysHelp() {
   constexpr std::size_t kKeysWidth = 22;
-  std::string text = "\n\nKeys:";
+  std::string text = "Keys:";
   for (const KeyHelp& help : keyHelp()) {
     std::string line = "\n  " + std::string(help.keys);
     line.resize(std::max(line.size() + 1, kKeysWidth), ' ');
@@ -84,8 +83,8 @@ void addWatchVerb(CLI::App& program, Action& chosen) {
                              {"tavrine watch",
                               "tavrine watch --demo",
                               "tavrine watch --host gpu-01 --host ada@gpu-02 --every 10s"});
-  app.footer(app.get_footer() + keysHelp() +
-             "\n\nExit status: 0 it was quit, 2 there is no terminal for it.");
+  addToHelp(app, keysHelp());
+  addToHelp(app, "Exit status: 0 it was quit, 2 there is no terminal for it.");
   const auto options = std::make_shared<WatchOptions>();
   CLI::Option* const file = app.add_option("FILE",
                                            options->file,
@@ -106,22 +105,14 @@ void addWatchVerb(CLI::App& program, Action& chosen) {
       ->excludes(demo)
       ->type_name("HOST")
       ->option_text("=HOST");
-  app.add_option_function<std::string>(
-         "--every",
-         [options](const std::string& span) { options->everySeconds = *secondsNamed(span); },
-         "how often (30s); without --host the hosts of the\n"
-         "configuration file, or this machine")
-      ->check([](const std::string& span) {
-        return secondsNamed(span) ? "" : "must be such as 30s or 5m, not " + span;
-      })
+  addSpanOption(app,
+                "--every",
+                "how often (30s); without --host the hosts of the\n"
+                "configuration file, or this machine",
+                [options](double seconds) { options->everySeconds = seconds; })
       ->excludes(file)
-      ->excludes(demo)
-      ->type_name("SPAN")
-      ->option_text("=SPAN");
-  app.add_flag("--redact",
-               options->redact,
-               "without the passwords, tokens and keys that stand\n"
-               "in command lines and other texts");
+      ->excludes(demo);
+  addRedactOption(app, options->redact);
   addColorOption(app, options->color);
   app.callback([&chosen, options] {
     chosen = [options] {

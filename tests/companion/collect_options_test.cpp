@@ -284,7 +284,7 @@ TEST_F(Config, isToldWhatItCannotSet) {
   }
   EXPECT_THAT(complaint("[lab]\ntimeout = \"1m\"\n"),
               HasSubstr("there are no sections, such as lab"));
-  EXPECT_THAT(complaint("timeout = \"1\"\n"), HasSubstr("must be such as 10s or 2m, not 1"));
+  EXPECT_THAT(complaint("timeout = \"1\"\n"), HasSubstr("must be such as 30s or 5m, not 1"));
   EXPECT_THAT(complaint("disk = [\"/\", \"\"]\n"), HasSubstr("must not be empty"));
   EXPECT_THAT(complaint("at-once = 0\n"),
               HasSubstr("line 1: --at-once: must be a whole number from 1 to 1024, not 0"));

@@ -536,7 +536,7 @@ class Config(CollectTest):
         for text, words in (("hostss = 1\n", "config.toml, line 1: there is no setting hostss"),
                             ("\nssh = 1\n", "config.toml, line 2: ssh must be a text in quotes"),
                             ("\n\nssh = \"a", "config.toml, line 3: "),
-                            ('timeout = "soon"\n', "must be such as 10s or 2m, not soon")):
+                            ('timeout = "soon"\n', "must be such as 30s or 5m, not soon")):
             self.config(text)
             done = self.tavrine("collect")
             self.assertEqual((done.returncode, done.stdout), (2, b""))
