@@ -11,8 +11,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
-#include <memory>
 #include <utility>
 
 namespace tavrine {

@@ -2,7 +2,7 @@
 
 #include "companion/views/characters.h"
 #include "companion/views/quantity_text.h"
-#include "companion/views/text_table.h"
+#include "companion/views/table_layout.h"
 #include "companion/views/visible_text.h"
 
 #include <optional>

@@ -4,7 +4,6 @@
 #include "companion/export/html_text.h"
 
 #include <span>
-#include <string>
 #include <string_view>
 #include <vector>
 

@@ -2,7 +2,6 @@
 
 #include "companion/parse/parse_report.h"
 #include "companion/views/findings_text.h"
-#include "companion/views/quantity_text.h"
 #include "companion/views/record_table.h"
 #include "companion/views/visible_text.h"
 

@@ -1,7 +1,7 @@
 #include "companion/views/quantity_text.h"
 
 #include "companion/views/number_text.h"
-#include "companion/views/text_table.h"
+#include "companion/views/table_layout.h"
 
 #include <array>
 #include <cmath>

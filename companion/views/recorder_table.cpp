@@ -1,6 +1,5 @@
 #include "companion/views/recorder_table.h"
 
-#include "companion/views/number_text.h"
 #include "companion/views/quantity_text.h"
 #include "companion/views/record_table.h"
 

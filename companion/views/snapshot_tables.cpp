@@ -7,7 +7,6 @@
 
 #include <TavrineShared/parsers/text_rules.h>
 
-#include <algorithm>
 #include <array>
 #include <string>
 #include <string_view>

@@ -6,7 +6,6 @@
 #include <unicode/utf16.h>
 
 #include <cstdint>
-#include <iterator>
 
 namespace tavrine {
 

@@ -10,7 +10,6 @@
 #include <cmath>
 #include <initializer_list>
 #include <limits>
-#include <numeric>
 
 namespace tavrine {
 

@@ -1,6 +1,5 @@
 #include "companion/watch/run_card.h"
 
-#include "companion/views/display_width.h"
 #include "companion/views/quantity_text.h"
 #include "companion/views/snapshot_cells.h"
 #include "companion/watch/run_insight.h"

@@ -3,7 +3,6 @@
 #include "companion/views/number_text.h"
 #include "companion/views/quantity_text.h"
 #include "companion/views/status_ink.h"
-#include "companion/views/table_layout.h"
 #include "companion/watch/run_insight.h"
 
 #include <cmath>
