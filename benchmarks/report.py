@@ -71,9 +71,11 @@ def markdown_table(rows):
 
 
 def chart(rows):
-    """A bar for each ratio from 1 to the right or, where the other side is faster, to the left; the
-    floor is a tick."""
-    compared = [row for row in rows if "ratio" in row]
+    """A bar for each ratio, from 1 to the right or, where the other side is faster, to the left; the
+    floor is a tick. Left out is how we compare with other tasks of our own, and with memcpy."""
+    ours = {row["ours"] for row in rows}
+    compared = [row for row in rows if "ratio" in row and row["beside"] not in ours
+                and not row["beside"].startswith("memcpy")]
     least, most = 0.1, 10 ** math.ceil(math.log10(max(row["ratio"] for row in compared)))
     left, width, step, top = 560, 480, 18, 40
 
