@@ -294,11 +294,11 @@ class RunReader {
 
   std::string framework(const TrainingRun& run) const {
     std::string words = run.logTail;
-    for (auto point = points_.rbegin(); point != points_.rend(); ++point) {
-      if (!point->cmdline) continue;
-      words += "\n" + *point->cmdline;
-      break;
-    }
+    const auto newest =
+        std::find_if(points_.rbegin(), points_.rend(), [](const RecorderLogPoint& point) {
+          return point.cmdline.has_value();
+        });
+    if (newest != points_.rend()) words += "\n" + *newest->cmdline;
     if (run.lastStackSample) {
       for (const std::string& frame : run.lastStackSample->frames) words += "\n" + frame;
     }

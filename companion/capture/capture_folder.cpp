@@ -80,7 +80,7 @@ class FolderReader {
 
   void readFiles(const std::string& part) {
     for (const std::string& name : namesIn(part)) {
-      const std::string path = part.empty() ? name : part + "/" + name;
+      const std::string path = part.empty() ? name : (fs::path(part) / name).string();
       const fs::file_type type = typeOf(path);
       if (type == fs::file_type::directory) continue;
       if (type != fs::file_type::regular) {

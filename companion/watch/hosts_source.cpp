@@ -76,7 +76,7 @@ struct Hosts {
 
 std::string nameOf(const std::vector<std::string>& hosts) {
   if (hosts.empty()) return "hosts";
-  std::string name = hosts.front();
+  const std::string& name = hosts.front();
   return hosts.size() == 1 ? name : name + " and " + std::to_string(hosts.size() - 1) + " more";
 }
 
