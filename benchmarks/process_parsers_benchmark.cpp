@@ -126,13 +126,14 @@ ProcessKind kindByFinding(const ProcessStat& process) {
   UErrorCode status = U_ZERO_ERROR;
   icu::CaseMap::utf8ToLower("", 0, haystack, sink, nullptr, status);
   for (const Keyword& keyword : process_kinds::kKeywords) {
-    if (lower.find(keyword.text) != std::string::npos) return ProcessKind::allCases()[keyword.rank];
+    if (lower.find(keyword.text) != std::string::npos)
+      return ProcessKind::kEntries[keyword.rank].value;
   }
-  return process_kinds::kindOf("", "", process.owner);
+  return process_kinds::classify("", "", process.owner);
 }
 
 ProcessKind kindOf(const ProcessStat& process) {
-  return process_kinds::kindOf(process.executable, process.command, process.owner);
+  return process_kinds::classify(process.executable, process.command, process.owner);
 }
 
 template <ProcessKind (*kind)(const ProcessStat&)>

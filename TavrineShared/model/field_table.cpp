@@ -30,18 +30,23 @@ JSONResult decodeRecord(const RecordTable& table, JSONReader& reader, void* reco
 
   std::uint64_t met = 0;       // by place in `byKey`
   std::size_t failed = count;  // the failing field that is declared first
-  std::size_t expected = 0;    // our own writer sorts the keys, so the next one is a good guess
+  std::size_t behind = 0;      // one more than the place of the key before
+  KeyOrder* const order = outer.habits != nullptr ? &outer.habits->keyOrders.of(table) : nullptr;
   std::string_view key;
   while (true) {
-    std::size_t place = expected < count ? expected : 0;
+    std::size_t place = order != nullptr ? order->expected(behind) : behind;
+    if (place >= count) place = 0;
     const auto match = reader.nextKey(table.byKey[place].key, key);
     if (match == JSONReader::KeyMatch::end) break;
-    if (match == JSONReader::KeyMatch::other) place = table.find(key);
-    if (place == count) {
-      reader.skip();
-      continue;
+    if (match == JSONReader::KeyMatch::other) {
+      place = table.find(key);
+      if (place == count) {
+        reader.skip();
+        continue;
+      }
+      if (order != nullptr) order->learn(behind, place);
     }
-    expected = place + 1;
+    behind = place + 1;
     const Field& field = table.byKey[place];
     here.key = field.key;
     const char* const start = reader.position();

@@ -298,6 +298,7 @@ template <auto Member, class Default = Blank>
 constexpr FieldOf<Member> defaulted(Default makeDefault = {}, std::string_view key = {}) {
   using T = typename detail::MemberOf<Member>::Type;
   static_assert(!detail::kIsOptional<T>, "an optional member reads a null as no value");
+  static_assert(!VocabularyType<T>, "a null is an unknown word, like any other value");
   return detail::withDefault<Member>(
       detail::makeField<Member, ValueForm<T>>(key, WhenMissing::fails),
       makeDefault);

@@ -22,7 +22,7 @@ namespace tavrine {
 /// What became of the input that a finding is about.
 class FindingOutcome : public Vocabulary<FindingOutcome> {
  public:
-  enum Case : std::uint8_t {
+  enum class Case : std::uint8_t {
     headerSkipped,
     leftOut,
     located,
@@ -36,21 +36,23 @@ class FindingOutcome : public Vocabulary<FindingOutcome> {
     listEmptied,
     defaultUsed
   };
-  constexpr FindingOutcome(Case value = headerSkipped) : value_(value) {}
+  static const FindingOutcome headerSkipped, leftOut, located, lineDropped, readAsZero,
+      readAsAbsent, truncated, repaired, ignored, elementDropped, listEmptied, defaultUsed;
+  constexpr FindingOutcome(Case value = Case::headerSkipped) : value_(value) {}
   constexpr operator Case() const { return value_; }
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
-      {headerSkipped, "header_skipped", "header line skipped"},
-      {leftOut, "left_out", "left out"},
-      {located, "located", "read from here"},
-      {lineDropped, "line_dropped", "line dropped"},
-      {readAsZero, "read_as_zero", "read as 0"},
-      {readAsAbsent, "read_as_absent", "read as absent"},
-      {truncated, "truncated", "fraction cut off"},
-      {repaired, "repaired", "read with U+FFFD in place of ill-formed bytes"},
-      {ignored, "ignored", "ignored"},
-      {elementDropped, "element_dropped", "element dropped"},
-      {listEmptied, "list_emptied", "read as an empty list"},
-      {defaultUsed, "default_used", "default used"},
+      {Case::headerSkipped, "header_skipped", "header line skipped"},
+      {Case::leftOut, "left_out", "left out"},
+      {Case::located, "located", "read from here"},
+      {Case::lineDropped, "line_dropped", "line dropped"},
+      {Case::readAsZero, "read_as_zero", "read as 0"},
+      {Case::readAsAbsent, "read_as_absent", "read as absent"},
+      {Case::truncated, "truncated", "fraction cut off"},
+      {Case::repaired, "repaired", "read with U+FFFD in place of ill-formed bytes"},
+      {Case::ignored, "ignored", "ignored"},
+      {Case::elementDropped, "element_dropped", "element dropped"},
+      {Case::listEmptied, "list_emptied", "read as an empty list"},
+      {Case::defaultUsed, "default_used", "default used"},
   });
 
   /// False for what a reader is meant to pass over, and for what only tells where a value stood.
@@ -61,6 +63,18 @@ class FindingOutcome : public Vocabulary<FindingOutcome> {
  private:
   Case value_;
 };
+inline constexpr FindingOutcome FindingOutcome::headerSkipped{Case::headerSkipped};
+inline constexpr FindingOutcome FindingOutcome::leftOut{Case::leftOut};
+inline constexpr FindingOutcome FindingOutcome::located{Case::located};
+inline constexpr FindingOutcome FindingOutcome::lineDropped{Case::lineDropped};
+inline constexpr FindingOutcome FindingOutcome::readAsZero{Case::readAsZero};
+inline constexpr FindingOutcome FindingOutcome::readAsAbsent{Case::readAsAbsent};
+inline constexpr FindingOutcome FindingOutcome::truncated{Case::truncated};
+inline constexpr FindingOutcome FindingOutcome::repaired{Case::repaired};
+inline constexpr FindingOutcome FindingOutcome::ignored{Case::ignored};
+inline constexpr FindingOutcome FindingOutcome::elementDropped{Case::elementDropped};
+inline constexpr FindingOutcome FindingOutcome::listEmptied{Case::listEmptied};
+inline constexpr FindingOutcome FindingOutcome::defaultUsed{Case::defaultUsed};
 
 /// One thing that was lost, passed over or, where that was asked for, read: where, and why.
 struct Finding {
@@ -86,7 +100,7 @@ class Findings {
   /// Counts one more finding; `describe()` gives it and is called only while there is room.
   template <class Describe>
   void add(FindingOutcome outcome, const Describe& describe) {
-    ++counts_[static_cast<std::size_t>(static_cast<FindingOutcome::Case>(outcome))];
+    ++counts_[outcome.index()];
     if (!hasRoom()) return;
     findings_.push_back(describe());
     findings_.back().outcome = outcome;
@@ -99,9 +113,7 @@ class Findings {
   const std::vector<Finding>& list() const { return findings_; }
 
   /// All of this outcome that were met, kept or not.
-  std::size_t count(FindingOutcome outcome) const {
-    return counts_[static_cast<std::size_t>(static_cast<FindingOutcome::Case>(outcome))];
-  }
+  std::size_t count(FindingOutcome outcome) const { return counts_[outcome.index()]; }
   /// All that were met, kept or not.
   std::size_t count() const;
   /// Of these, the losses, as `FindingOutcome::isLoss` tells them.

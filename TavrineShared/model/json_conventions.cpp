@@ -23,8 +23,8 @@ void decodeDocument(std::string_view document, const ValueType& type, void* valu
   DecodeContext context;
   context.findings = findings;
   context.problem = &problem;
-  ListSizes listSizes;
-  context.listSizes = &listSizes;
+  DocumentHabits habits;
+  context.habits = &habits;
   const char* const start = reader.position();
   const JSONResult result = type.decode(reader, value, context);
   const std::string_view found(start, reader.position());

@@ -9,6 +9,7 @@
 #include <TavrineShared/foundation/timestamp.h>
 #include <TavrineShared/foundation/uuid.h>
 #include <TavrineShared/model/coding_error.h>
+#include <TavrineShared/model/document_habits.h>
 #include <TavrineShared/model/findings.h>
 #include <TavrineShared/model/record.h>
 #include <TavrineShared/model/vocabulary.h>
@@ -41,24 +42,6 @@ struct CodingPath {
 /// Whether a text may stand for a time. Recorder lines know numbers of seconds only.
 enum class TimeTexts : std::uint8_t { iso8601, none };
 
-/// How large the lists of one document came out, by the keys they stand under, for room to be made
-/// for their like: the runs of one lab hold about as many metrics each. A guess is what the last
-/// such list really took, so what guesses add is never more than what lists before them filled.
-class ListSizes {
- public:
-  /// In bytes. The keys of the tables are told apart by where they stand in memory, and any mix-up
-  /// is only another guess.
-  std::size_t& of(std::string_view key) {
-    constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15U;
-    const auto place = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(key.data()));
-    return sizes_[(place * kFactor) >> (64U - kBits)];
-  }
-
- private:
-  static constexpr unsigned kBits = 6;
-  std::array<std::size_t, std::size_t{1} << kBits> sizes_{};
-};
-
 struct ValueType;
 
 /// What a `DecodingError` says, before anyone knows whether it will be thrown.
@@ -77,8 +60,8 @@ struct DecodeContext {
   DecodingProblem* problem = nullptr;
   const CodingPath* problemBase = nullptr;  ///< problem paths count from below this node
   TimeTexts timeTexts = TimeTexts::iso8601;
-  ListSizes* listSizes = nullptr;  ///< of the document, where anyone keeps them
-  std::int64_t findingsLine = 0;   ///< of a text whose lines are documents; 0 in others
+  DocumentHabits* habits = nullptr;  ///< where anyone keeps them
+  std::int64_t findingsLine = 0;     ///< of a text whose lines are documents; 0 in others
 
   /// Tells why the value at `path`, spelled `found`, could not be read as `type`. A problem deeper
   /// inside has been told already, and of a syntax error the reader itself knows most.
@@ -219,7 +202,9 @@ struct ValueForm<double> : StandardHash<double> {
     return reader.readDouble(value);
   }
   static bool encode(JSONWriter& writer, double value, const EncodeContext& context) {
-    return writer.number(value) || context.fail("a number that is not finite has no JSON form");
+    // Records with -0.0 and with 0.0 are equal, and equal records have equal texts.
+    const bool isWritten = writer.number(value + 0.0);
+    return isWritten || context.fail("a number that is not finite has no JSON form");
   }
   static void schema(const SchemaContext& context);
 };
@@ -280,7 +265,7 @@ struct ValueForm<V> : StandardHash<V> {
     std::string_view text;
     if (const JSONResult result = reader.readTextView(text); result != JSONResult::ok) {
       // What is no text stands for no case any more than an unknown text does.
-      return result == JSONResult::wrongType ? JSONResult::malformed : result;
+      return result == JSONResult::notJSON ? result : JSONResult::malformed;
     }
     const std::optional<V> known = V::fromRawValue(text);
     if (!known) return JSONResult::malformed;
@@ -363,16 +348,17 @@ namespace detail {
 template <class T>
 void makeRoom(std::vector<T>& list, const DecodeContext& context) {
   constexpr std::size_t kLeast = 4;
-  const bool isKnown = context.listSizes != nullptr && context.path != nullptr;
-  const std::size_t expected = isKnown ? context.listSizes->of(context.path->key) / sizeof(T) : 0;
+  const bool isKnown = context.habits != nullptr && context.path != nullptr;
+  const std::size_t expected =
+      isKnown ? context.habits->listSizes.of(context.path->key) / sizeof(T) : 0;
   list.reserve(std::max(expected, kLeast));
 }
 
 /// Behind the last one.
 template <class T>
 void rememberSize(const std::vector<T>& list, const DecodeContext& context) {
-  if (context.listSizes == nullptr || context.path == nullptr) return;
-  context.listSizes->of(context.path->key) = list.size() * sizeof(T);
+  if (context.habits == nullptr || context.path == nullptr) return;
+  context.habits->listSizes.of(context.path->key) = list.size() * sizeof(T);
 }
 
 }  // namespace detail
@@ -446,6 +432,8 @@ struct ValueForm<std::map<std::string, std::string>> {
 template <class T>
 struct LossyDecodable {
   std::optional<T> value;
+
+  bool operator==(const LossyDecodable&) const = default;
 };
 
 namespace detail {
@@ -482,6 +470,14 @@ struct ValueForm<LossyDecodable<T>> {
     if (!detail::decodeLossyElement(reader, element.value.emplace(), lossy)) element.value.reset();
     return JSONResult::ok;
   }
+  static bool encode(JSONWriter& writer, const LossyDecodable<T>& element,
+                     const EncodeContext& context) {
+    return ValueForm<std::optional<T>>::encode(writer, element.value, context);
+  }
+  static std::size_t hash(const LossyDecodable<T>& element) {
+    return ValueForm<std::optional<T>>::hash(element.value);
+  }
+  static void schema(const SchemaContext& context) { ValueForm<T>::schema(context); }
 };
 
 /// The lenient list: a value that is no list reads as the empty list, and an element that fails to

@@ -46,9 +46,9 @@ std::string NetworkConnectionStat::id() const {
          std::to_string(pid.value_or(-1));
 }
 
-std::optional<Coordinate> NetworkConnectionStat::coordinate() const {
+std::optional<std::pair<double, double>> NetworkConnectionStat::coordinate() const {
   if (!lat || !lon) return std::nullopt;
-  return Coordinate{*lat, *lon};
+  return std::pair(*lat, *lon);
 }
 
 const RecordTable& NetworkInsight::table() {

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace tavrine {
@@ -25,14 +26,6 @@ struct NetworkInterfaceStat {
 
   bool operator==(const NetworkInterfaceStat&) const = default;
   static const RecordTable& table();
-};
-
-/// A point on the globe, in degrees.
-struct Coordinate {
-  double latitude;
-  double longitude;
-
-  bool operator==(const Coordinate&) const = default;
 };
 
 /// One open connection. Addresses carry their ports.
@@ -55,8 +48,8 @@ struct NetworkConnectionStat {
 
   /// Such as "tcp-ESTABLISHED-10.0.0.5:22-203.0.113.9:443-812"; an unknown pid stands as -1.
   std::string id() const;
-  /// Absent unless both `lat` and `lon` are known.
-  std::optional<Coordinate> coordinate() const;
+  /// Latitude and longitude; absent unless both are known.
+  std::optional<std::pair<double, double>> coordinate() const;
 
   bool operator==(const NetworkConnectionStat&) const = default;
   static const RecordTable& table();

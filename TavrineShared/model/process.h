@@ -15,21 +15,28 @@ namespace tavrine {
 /// What a process is there for.
 class ProcessKind : public Vocabulary<ProcessKind> {
  public:
-  enum Case : std::uint8_t { training, gpu, scheduler, notebook, system, other };
-  constexpr ProcessKind(Case value = training) : value_(value) {}
+  enum class Case : std::uint8_t { training, gpu, scheduler, notebook, system, other };
+  static const ProcessKind training, gpu, scheduler, notebook, system, other;
+  constexpr ProcessKind(Case value = Case::training) : value_(value) {}
   constexpr operator Case() const { return value_; }
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
-      {training, "training", "Training"},
-      {gpu, "gpu", "GPU"},
-      {scheduler, "scheduler", "Scheduler"},
-      {notebook, "notebook", "Notebook"},
-      {system, "system", "System"},
-      {other, "other", "Other"},
+      {Case::training, "training", "Training"},
+      {Case::gpu, "gpu", "GPU"},
+      {Case::scheduler, "scheduler", "Scheduler"},
+      {Case::notebook, "notebook", "Notebook"},
+      {Case::system, "system", "System"},
+      {Case::other, "other", "Other"},
   });
 
  private:
   Case value_;
 };
+inline constexpr ProcessKind ProcessKind::training{Case::training};
+inline constexpr ProcessKind ProcessKind::gpu{Case::gpu};
+inline constexpr ProcessKind ProcessKind::scheduler{Case::scheduler};
+inline constexpr ProcessKind ProcessKind::notebook{Case::notebook};
+inline constexpr ProcessKind ProcessKind::system{Case::system};
+inline constexpr ProcessKind ProcessKind::other{Case::other};
 
 /// One process that holds memory on one GPU, as the GPU tool lists it.
 struct GPUProcessStat {

@@ -17,7 +17,7 @@ namespace tavrine {
 /// What kind of place a user connected from.
 class ConnectionSourceKind : public Vocabulary<ConnectionSourceKind> {
  public:
-  enum Case : std::uint8_t {
+  enum class Case : std::uint8_t {
     campusNetwork,
     privateNetwork,
     vpnLikely,
@@ -26,21 +26,30 @@ class ConnectionSourceKind : public Vocabulary<ConnectionSourceKind> {
     tmuxSession,
     unknown
   };
-  constexpr ConnectionSourceKind(Case value = campusNetwork) : value_(value) {}
+  static const ConnectionSourceKind campusNetwork, privateNetwork, vpnLikely, publicInternet,
+      localSession, tmuxSession, unknown;
+  constexpr ConnectionSourceKind(Case value = Case::campusNetwork) : value_(value) {}
   constexpr operator Case() const { return value_; }
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
-      {campusNetwork, "campus_network", "Campus"},
-      {privateNetwork, "private_network", "Private"},
-      {vpnLikely, "vpn_likely", "VPN likely"},
-      {publicInternet, "public_internet", "Public"},
-      {localSession, "local_session", "Local"},
-      {tmuxSession, "tmux_session", "tmux"},
-      {unknown, "unknown", "Unknown"},
+      {Case::campusNetwork, "campus_network", "Campus"},
+      {Case::privateNetwork, "private_network", "Private"},
+      {Case::vpnLikely, "vpn_likely", "VPN likely"},
+      {Case::publicInternet, "public_internet", "Public"},
+      {Case::localSession, "local_session", "Local"},
+      {Case::tmuxSession, "tmux_session", "tmux"},
+      {Case::unknown, "unknown", "Unknown"},
   });
 
  private:
   Case value_;
 };
+inline constexpr ConnectionSourceKind ConnectionSourceKind::campusNetwork{Case::campusNetwork};
+inline constexpr ConnectionSourceKind ConnectionSourceKind::privateNetwork{Case::privateNetwork};
+inline constexpr ConnectionSourceKind ConnectionSourceKind::vpnLikely{Case::vpnLikely};
+inline constexpr ConnectionSourceKind ConnectionSourceKind::publicInternet{Case::publicInternet};
+inline constexpr ConnectionSourceKind ConnectionSourceKind::localSession{Case::localSession};
+inline constexpr ConnectionSourceKind ConnectionSourceKind::tmuxSession{Case::tmuxSession};
+inline constexpr ConnectionSourceKind ConnectionSourceKind::unknown{Case::unknown};
 
 /// One place from which a user connected.
 struct ConnectionSource {

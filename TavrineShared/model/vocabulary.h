@@ -5,17 +5,23 @@
 //
 //   class Light : public Vocabulary<Light> {
 //    public:
-//     enum Case : std::uint8_t { red, deepRed };
-//     constexpr Light(Case value = red) : value_(value) {}
+//     enum class Case : std::uint8_t { red, deepRed };
+//     static const Light red, deepRed;
+//     constexpr Light(Case value = Case::red) : value_(value) {}
 //     constexpr operator Case() const { return value_; }
 //     static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
-//         {red, "red", "Red"},
-//         {deepRed, "deep_red", "Deep Red"},
+//         {Case::red, "red", "Red"},
+//         {Case::deepRed, "deep_red", "Deep Red"},
 //     });
 //
 //    private:
 //     Case value_;
 //   };
+//   inline constexpr Light Light::red{Case::red};
+//   inline constexpr Light Light::deepRed{Case::deepRed};
+//
+// So Light::red is a value of the class, with all that values have, and Light::Case is what the
+// compiler asks a `switch` to be complete for.
 //
 // No text outside the table stands for any case, and no case stands in for unknown texts.
 #pragma once
@@ -27,6 +33,7 @@
 #include <string_view>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 namespace tavrine {
 
@@ -36,33 +43,6 @@ struct VocabularyEntry {
   Case value;
   std::string_view rawValue;
   std::string_view title = {};  ///< stays empty where a vocabulary has no titles
-};
-
-/// All cases of a vocabulary, in declaration order.
-template <class V>
-class AllCases {
- public:
-  class Iterator {
-   public:
-    using value_type = V;
-    using difference_type = std::ptrdiff_t;
-    constexpr Iterator() = default;
-    constexpr explicit Iterator(std::size_t index) : index_(index) {}
-    constexpr V operator*() const { return V::kEntries[index_].value; }
-    constexpr Iterator& operator++() {
-      ++index_;
-      return *this;
-    }
-    constexpr Iterator operator++(int) { return Iterator(index_++); }
-    constexpr bool operator==(const Iterator&) const = default;
-
-   private:
-    std::size_t index_ = 0;
-  };
-  static constexpr Iterator begin() { return Iterator(0); }
-  static constexpr Iterator end() { return Iterator(size()); }
-  static constexpr std::size_t size() { return V::kEntries.size(); }
-  constexpr V operator[](std::size_t index) const { return V::kEntries[index].value; }
 };
 
 /// What a closed set of words has in common: V behaves like the enum `V::Case` and finds its texts
@@ -81,7 +61,18 @@ class Vocabulary {
     return caseOf(text, std::make_index_sequence<V::kEntries.size()>());
   }
 
-  static constexpr AllCases<V> allCases() { return {}; }
+  /// In declaration order.
+  static std::vector<V> allCases() {
+    std::vector<V> cases;
+    cases.reserve(V::kEntries.size());
+    for (const auto& entry : V::kEntries) cases.push_back(entry.value);
+    return cases;
+  }
+
+  /// The place among all cases.
+  constexpr std::size_t index() const {
+    return static_cast<std::size_t>(static_cast<typename V::Case>(static_cast<const V&>(*this)));
+  }
 
  private:
   // Written out for each entry, since texts of a length known to the compiler are compared at once.
@@ -93,33 +84,22 @@ class Vocabulary {
     return found;
   }
 
-  constexpr const auto& entry() const {
-    // The tables list the cases in the order of the enum, which its unit test checks for each.
-    const typename V::Case value = static_cast<const V&>(*this);
-    return V::kEntries[static_cast<std::size_t>(value)];
-  }
+  // The tables list the cases in the order of the enum, which its unit test checks for each.
+  constexpr const auto& entry() const { return V::kEntries[index()]; }
 };
 
 template <class V>
 concept VocabularyType = std::derived_from<V, Vocabulary<V>>;
 
-/// By case. The second form spares a comparison with a named case from being ambiguous.
+/// By case.
 template <VocabularyType V>
 constexpr bool operator==(const V& a, const V& b) {
   return static_cast<typename V::Case>(a) == static_cast<typename V::Case>(b);
-}
-template <VocabularyType V, std::same_as<typename V::Case> Case>
-constexpr bool operator==(const V& a, Case b) {
-  return static_cast<Case>(a) == b;
 }
 
 /// Cases of different vocabularies are not to be compared, even where they share a raw value.
 template <VocabularyType A, VocabularyType B>
 requires(!std::same_as<A, B>) bool operator==(const A&, const B&) = delete;
-template <VocabularyType V, class Other>
-requires(std::is_enum_v<Other> && !std::same_as<Other, typename V::Case>) bool operator==(
-    const V&, Other) = delete;
-
 }  // namespace tavrine
 
 template <tavrine::VocabularyType V>

@@ -16,12 +16,13 @@ std::optional<ProcessKind> kindByKeyword(std::string_view executable, std::strin
   const std::array<std::string_view, 2> texts = {executable, command};
   const std::optional<std::size_t> rank = table.lowestRank(texts);
   if (!rank) return std::nullopt;
-  return ProcessKind::allCases()[*rank];
+  return ProcessKind::kEntries[*rank].value;
 }
 
 }  // namespace
 
-ProcessKind kindOf(std::string_view executable, std::string_view command, std::string_view owner) {
+ProcessKind classify(std::string_view executable, std::string_view command,
+                     std::string_view owner) {
   if (const std::optional<ProcessKind> kind = kindByKeyword(executable, command)) return *kind;
   const bool isSystem =
       std::find(kSystemOwners.begin(), kSystemOwners.end(), owner) != kSystemOwners.end();

@@ -12,9 +12,7 @@
 namespace tavrine::process_kinds {
 
 /// A kind's place among all kinds is its rank: they are declared in the order in which they decide.
-constexpr Keyword keyword(std::string_view text, ProcessKind::Case kind) {
-  return {text, static_cast<std::size_t>(kind)};
-}
+constexpr Keyword keyword(std::string_view text, ProcessKind kind) { return {text, kind.index()}; }
 
 /// They are looked for anywhere, so a script named pretrain.py counts as training, whoever runs it.
 inline constexpr auto kKeywords = std::to_array<Keyword>({
@@ -44,6 +42,6 @@ inline constexpr auto kKeywords = std::to_array<Keyword>({
 
 /// By that keyword in the executable or the command line, letter case ignored, that comes first in
 /// the list; without one, a system process when the owner is one of the system's, else any other.
-ProcessKind kindOf(std::string_view executable, std::string_view command, std::string_view owner);
+ProcessKind classify(std::string_view executable, std::string_view command, std::string_view owner);
 
 }  // namespace tavrine::process_kinds

@@ -88,7 +88,7 @@ void parseLine(const LineTeller& line, std::string_view serverName, Timestamp ca
       .elapsed = line.text(cells[6], kFieldName<&R::elapsed>),
       .executable = {},
       .command = {},
-      .kind = process_kinds::kindOf(cells[8], cells[9], cells[2]),
+      .kind = process_kinds::classify(cells[8], cells[9], cells[2]),
       .capturedAt = capturedAt,
   };
   // Only now, since the record has it before the elapsed time and the table behind: what is lost

@@ -7,25 +7,26 @@
 #include <array>
 #include <cstdint>
 #include <optional>
-#include <string_view>
+#include <string>
 
 namespace tavrine {
 
 /// What a run looks like from a distance.
 class DashboardRunState : public Vocabulary<DashboardRunState> {
  public:
-  enum Case : std::uint8_t { alive, warmingUp, stalled, idle };
-  constexpr DashboardRunState(Case value = alive) : value_(value) {}
+  enum class Case : std::uint8_t { alive, warmingUp, stalled, idle };
+  static const DashboardRunState alive, warmingUp, stalled, idle;
+  constexpr DashboardRunState(Case value = Case::alive) : value_(value) {}
   constexpr operator Case() const { return value_; }
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
-      {alive, "alive", "RUN ALIVE"},
-      {warmingUp, "warmingUp", "WARMING UP"},
-      {stalled, "stalled", "STALLED"},
-      {idle, "idle", "NO ACTIVE RUN"},
+      {Case::alive, "alive", "RUN ALIVE"},
+      {Case::warmingUp, "warmingUp", "WARMING UP"},
+      {Case::stalled, "stalled", "STALLED"},
+      {Case::idle, "idle", "NO ACTIVE RUN"},
   });
 
   /// The text to show.
-  constexpr std::string_view label() const { return title(); }
+  std::string label() const { return std::string(title()); }
 
   /// From the highest utilisation of the GPUs concerned, in percent; whether a process of the kind
   /// training runs; how many seconds ago the run's log last changed, if that is known; and the
@@ -37,5 +38,9 @@ class DashboardRunState : public Vocabulary<DashboardRunState> {
  private:
   Case value_;
 };
+inline constexpr DashboardRunState DashboardRunState::alive{Case::alive};
+inline constexpr DashboardRunState DashboardRunState::warmingUp{Case::warmingUp};
+inline constexpr DashboardRunState DashboardRunState::stalled{Case::stalled};
+inline constexpr DashboardRunState DashboardRunState::idle{Case::idle};
 
 }  // namespace tavrine

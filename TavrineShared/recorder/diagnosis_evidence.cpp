@@ -151,7 +151,7 @@ RuntimeDiagnosis always(const Samples&) {
 }
 
 struct Test {
-  DiagnosisTest::Case name;
+  DiagnosisTest name;
   Comparisons (*compare)(const Samples& samples);
   RuntimeDiagnosis (*verdict)(const Samples& samples);
 };

@@ -24,37 +24,48 @@ namespace tavrine {
 /// The tests in the order in which they are made; the first that decides is the last one made.
 class DiagnosisTest : public Vocabulary<DiagnosisTest> {
  public:
-  enum Case : std::uint8_t { noSample, tensorCores, memory, collectives, dataloader, phases };
-  constexpr DiagnosisTest(Case value = noSample) : value_(value) {}
+  enum class Case : std::uint8_t { noSample, tensorCores, memory, collectives, dataloader, phases };
+  static const DiagnosisTest noSample, tensorCores, memory, collectives, dataloader, phases;
+  constexpr DiagnosisTest(Case value = Case::noSample) : value_(value) {}
   constexpr operator Case() const { return value_; }
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
-      {noSample, "no_sample", "no sample at all"},
-      {tensorCores, "tensor_cores", "tensor cores saturated"},
-      {memory, "memory", "memory bound"},
-      {collectives, "collectives", "mostly in collectives"},
-      {dataloader, "dataloader", "GPU starved of work"},
-      {phases, "phases", "most frequent phase"},
+      {Case::noSample, "no_sample", "no sample at all"},
+      {Case::tensorCores, "tensor_cores", "tensor cores saturated"},
+      {Case::memory, "memory", "memory bound"},
+      {Case::collectives, "collectives", "mostly in collectives"},
+      {Case::dataloader, "dataloader", "GPU starved of work"},
+      {Case::phases, "phases", "most frequent phase"},
   });
 
  private:
   Case value_;
 };
+inline constexpr DiagnosisTest DiagnosisTest::noSample{Case::noSample};
+inline constexpr DiagnosisTest DiagnosisTest::tensorCores{Case::tensorCores};
+inline constexpr DiagnosisTest DiagnosisTest::memory{Case::memory};
+inline constexpr DiagnosisTest DiagnosisTest::collectives{Case::collectives};
+inline constexpr DiagnosisTest DiagnosisTest::dataloader{Case::dataloader};
+inline constexpr DiagnosisTest DiagnosisTest::phases{Case::phases};
 
 /// How a measurement has to stand to its threshold for the comparison to hold.
 class ComparisonRelation : public Vocabulary<ComparisonRelation> {
  public:
-  enum Case : std::uint8_t { above, below, atLeast };
-  constexpr ComparisonRelation(Case value = above) : value_(value) {}
+  enum class Case : std::uint8_t { above, below, atLeast };
+  static const ComparisonRelation above, below, atLeast;
+  constexpr ComparisonRelation(Case value = Case::above) : value_(value) {}
   constexpr operator Case() const { return value_; }
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
-      {above, "above", ">"},
-      {below, "below", "<"},
-      {atLeast, "at_least", ">="},
+      {Case::above, "above", ">"},
+      {Case::below, "below", "<"},
+      {Case::atLeast, "at_least", ">="},
   });
 
  private:
   Case value_;
 };
+inline constexpr ComparisonRelation ComparisonRelation::above{Case::above};
+inline constexpr ComparisonRelation ComparisonRelation::below{Case::below};
+inline constexpr ComparisonRelation ComparisonRelation::atLeast{Case::atLeast};
 
 /// One measurement and what it was held against.
 struct DiagnosisComparison {
@@ -90,7 +101,7 @@ struct PhaseCount {
 /// What can speak against a verdict.
 class DiagnosisDoubtKind : public Vocabulary<DiagnosisDoubtKind> {
  public:
-  enum Case : std::uint8_t {
+  enum class Case : std::uint8_t {
     blankCounter,       ///< of the newest sample: what DCGM prints for a value it does not have
     percentCounter,     ///< likewise, above 1: a percentage where a fraction is expected
     impossibleCounter,  ///< likewise: negative, above 100, or no number
@@ -100,22 +111,32 @@ class DiagnosisDoubtKind : public Vocabulary<DiagnosisDoubtKind> {
     noStacks,           ///< so collectives and phases could not be told
     launcherFrame       ///< stacks count as collective for a frame of the launcher alone
   };
-  constexpr DiagnosisDoubtKind(Case value = blankCounter) : value_(value) {}
+  static const DiagnosisDoubtKind blankCounter, percentCounter, impossibleCounter, newestSampleOld,
+      utilizationAbsent, tooFewPoints, noStacks, launcherFrame;
+  constexpr DiagnosisDoubtKind(Case value = Case::blankCounter) : value_(value) {}
   constexpr operator Case() const { return value_; }
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
-      {blankCounter, "blank_counter"},
-      {percentCounter, "percent_counter"},
-      {impossibleCounter, "impossible_counter"},
-      {newestSampleOld, "newest_sample_old"},
-      {utilizationAbsent, "utilization_absent"},
-      {tooFewPoints, "too_few_points"},
-      {noStacks, "no_stacks"},
-      {launcherFrame, "launcher_frame"},
+      {Case::blankCounter, "blank_counter"},
+      {Case::percentCounter, "percent_counter"},
+      {Case::impossibleCounter, "impossible_counter"},
+      {Case::newestSampleOld, "newest_sample_old"},
+      {Case::utilizationAbsent, "utilization_absent"},
+      {Case::tooFewPoints, "too_few_points"},
+      {Case::noStacks, "no_stacks"},
+      {Case::launcherFrame, "launcher_frame"},
   });
 
  private:
   Case value_;
 };
+inline constexpr DiagnosisDoubtKind DiagnosisDoubtKind::blankCounter{Case::blankCounter};
+inline constexpr DiagnosisDoubtKind DiagnosisDoubtKind::percentCounter{Case::percentCounter};
+inline constexpr DiagnosisDoubtKind DiagnosisDoubtKind::impossibleCounter{Case::impossibleCounter};
+inline constexpr DiagnosisDoubtKind DiagnosisDoubtKind::newestSampleOld{Case::newestSampleOld};
+inline constexpr DiagnosisDoubtKind DiagnosisDoubtKind::utilizationAbsent{Case::utilizationAbsent};
+inline constexpr DiagnosisDoubtKind DiagnosisDoubtKind::tooFewPoints{Case::tooFewPoints};
+inline constexpr DiagnosisDoubtKind DiagnosisDoubtKind::noStacks{Case::noStacks};
+inline constexpr DiagnosisDoubtKind DiagnosisDoubtKind::launcherFrame{Case::launcherFrame};
 
 /// A reason to doubt the verdict; it never changes it.
 struct DiagnosisDoubt {

@@ -12,12 +12,12 @@ namespace tavrine {
 class PhaseHistogram {
  public:
   void add(RuntimePhase phase) {
-    ++counts_[indexOf(phase)];
+    ++counts_[phase.index()];
     ++total_;
   }
 
   std::size_t total() const { return total_; }
-  std::size_t count(RuntimePhase phase) const { return counts_[indexOf(phase)]; }
+  std::size_t count(RuntimePhase phase) const { return counts_[phase.index()]; }
 
   /// NaN when there are no stacks.
   double shareOf(RuntimePhase phase) const {
@@ -27,14 +27,10 @@ class PhaseHistogram {
   /// Of equally frequent phases the one declared first.
   RuntimePhase dominant() const {
     const auto* const most = std::max_element(counts_.begin(), counts_.end());
-    return RuntimePhase::allCases()[static_cast<std::size_t>(most - counts_.begin())];
+    return RuntimePhase::kEntries[static_cast<std::size_t>(most - counts_.begin())].value;
   }
 
  private:
-  static std::size_t indexOf(RuntimePhase phase) {
-    return static_cast<std::size_t>(static_cast<RuntimePhase::Case>(phase));
-  }
-
   std::array<std::size_t, RuntimePhase::kEntries.size()> counts_{};
   std::size_t total_ = 0;
 };

@@ -10,7 +10,7 @@ namespace tavrine {
 
 struct PhaseKeyword {
   std::string_view text;  ///< in lower case
-  RuntimePhase::Case phase;
+  RuntimePhase phase;
 };
 
 /// The first keyword of the fixed list that stands in any of the frames, letter case ignored; null

@@ -63,7 +63,7 @@ class PointReader {
  public:
   explicit PointReader(Findings* findings) : findings_(findings) {
     context_.timeTexts = TimeTexts::none;
-    context_.listSizes = &listSizes_;
+    context_.habits = &habits_;
     context_.findings = findings;
     context_.problem = findings != nullptr ? &problem_ : nullptr;
   }
@@ -147,7 +147,7 @@ class PointReader {
   Findings* findings_;
   DecodeContext context_;
   DecodingProblem problem_;
-  ListSizes listSizes_;
+  DocumentHabits habits_;  // of all lines, which one recorder wrote
 };
 
 double secondsOf(const RecorderLogPoint& point) { return point.t.time_since_epoch().count(); }
@@ -199,8 +199,8 @@ std::vector<RecorderLogPoint> parse(std::string_view text, Findings* findings) {
   return points;
 }
 
-std::optional<RecorderLogPoint> latestSnapshot(std::string_view text) {
-  const std::vector<RecorderLogPoint> points = parse(text);
+std::optional<RecorderLogPoint> latestSnapshot(std::string_view text, Findings* findings) {
+  const std::vector<RecorderLogPoint> points = parse(text, findings);
   const RecorderLogPoint* const newest = latestSnapshot(points);
   return newest == nullptr ? std::nullopt : std::optional(*newest);
 }
@@ -213,8 +213,8 @@ const RecorderLogPoint* latestSnapshot(std::span<const RecorderLogPoint> points)
   return newest == points.rend() ? nullptr : &*newest;
 }
 
-std::optional<StackFrame> latestStack(std::string_view text) {
-  const std::vector<RecorderLogPoint> points = parse(text);
+std::optional<StackFrame> latestStack(std::string_view text, Findings* findings) {
+  const std::vector<RecorderLogPoint> points = parse(text, findings);
   const StackFrame* const newest = latestStack(points);
   return newest == nullptr ? std::nullopt : std::optional(*newest);
 }

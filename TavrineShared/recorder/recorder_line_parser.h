@@ -22,12 +22,12 @@ namespace tavrine::RecorderLineParser {
 std::vector<RecorderLogPoint> parse(std::string_view text, Findings* findings = nullptr);
 
 /// The newest point whose phase is "snapshot"; of those of equal times, that of the last line.
-std::optional<RecorderLogPoint> latestSnapshot(std::string_view text);
+std::optional<RecorderLogPoint> latestSnapshot(std::string_view text, Findings* findings = nullptr);
 /// The same of points in the order in which `parse` gives them; null when there is none.
 const RecorderLogPoint* latestSnapshot(std::span<const RecorderLogPoint> points);
 
 /// The first thread's stack out of the newest point that has any.
-std::optional<StackFrame> latestStack(std::string_view text);
+std::optional<StackFrame> latestStack(std::string_view text, Findings* findings = nullptr);
 /// The same of points in the order in which `parse` gives them; null when there is none.
 const StackFrame* latestStack(std::span<const RecorderLogPoint> points);
 

@@ -49,12 +49,6 @@ RuntimePhase RuntimePhase::classify(const StackFrame& frame) {
   return keyword == nullptr ? unknown : keyword->phase;
 }
 
-RuntimeDiagnosis RuntimeDiagnosis::mixedWith(RuntimePhase dominant) {
-  RuntimeDiagnosis diagnosis(mixed);
-  diagnosis.payload_ = dominant.rawValue();
-  return diagnosis;
-}
-
 std::string RuntimeDiagnosis::label() const {
   switch (value_) {
     case mixed:

@@ -8,26 +8,37 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 
 namespace tavrine {
 
 /// What one thread is at.
 class RuntimePhase : public Vocabulary<RuntimePhase> {
  public:
-  enum Case : std::uint8_t { forward, backward, optimizer, collective, dataloader, idle, unknown };
-  constexpr RuntimePhase(Case value = forward) : value_(value) {}
+  enum class Case : std::uint8_t {
+    forward,
+    backward,
+    optimizer,
+    collective,
+    dataloader,
+    idle,
+    unknown
+  };
+  static const RuntimePhase forward, backward, optimizer, collective, dataloader, idle, unknown;
+  constexpr RuntimePhase(Case value = Case::forward) : value_(value) {}
   constexpr operator Case() const { return value_; }
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
-      {forward, "forward"},
-      {backward, "backward"},
-      {optimizer, "optimizer"},
-      {collective, "collective"},
-      {dataloader, "dataloader"},
-      {idle, "idle"},
-      {unknown, "unknown"},
+      {Case::forward, "forward"},
+      {Case::backward, "backward"},
+      {Case::optimizer, "optimizer"},
+      {Case::collective, "collective"},
+      {Case::dataloader, "dataloader"},
+      {Case::idle, "idle"},
+      {Case::unknown, "unknown"},
   });
 
   /// By keywords in the texts of the frames, letter case ignored. The first keyword of a fixed list
@@ -38,6 +49,13 @@ class RuntimePhase : public Vocabulary<RuntimePhase> {
  private:
   Case value_;
 };
+inline constexpr RuntimePhase RuntimePhase::forward{Case::forward};
+inline constexpr RuntimePhase RuntimePhase::backward{Case::backward};
+inline constexpr RuntimePhase RuntimePhase::optimizer{Case::optimizer};
+inline constexpr RuntimePhase RuntimePhase::collective{Case::collective};
+inline constexpr RuntimePhase RuntimePhase::dataloader{Case::dataloader};
+inline constexpr RuntimePhase RuntimePhase::idle{Case::idle};
+inline constexpr RuntimePhase RuntimePhase::unknown{Case::unknown};
 
 /// What limits a run.
 class RuntimeDiagnosis {
@@ -51,9 +69,12 @@ class RuntimeDiagnosis {
     unknown
   };
 
-  /// Any case but `mixed`.
-  constexpr RuntimeDiagnosis(Case value = unknown) : value_(value) {}
-  static RuntimeDiagnosis mixedWith(RuntimePhase dominant);
+  /// Only `mixed` has a payload.
+  RuntimeDiagnosis(Case value = unknown, std::string payload = {})
+      : value_(value), payload_(std::move(payload)) {}
+  static RuntimeDiagnosis mixedWith(RuntimePhase dominant) {
+    return {mixed, std::string(dominant.rawValue())};
+  }
 
   constexpr operator Case() const { return value_; }
   /// Of `mixed`: the raw value of the dominant phase. Empty for all others.
@@ -65,6 +86,10 @@ class RuntimeDiagnosis {
   /// oldest first, whose stacks and utilisation do.
   static RuntimeDiagnosis derive(const std::optional<RecorderLogPoint>& latest,
                                  std::span<const RecorderLogPoint> recent);
+  static RuntimeDiagnosis derive(const std::optional<RecorderLogPoint>& latest,
+                                 std::initializer_list<RecorderLogPoint> recent) {
+    return derive(latest, std::span(recent.begin(), recent.size()));
+  }
 
   bool operator==(const RuntimeDiagnosis&) const = default;
   /// Whether it is this case, whatever its payload.

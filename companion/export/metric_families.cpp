@@ -685,13 +685,13 @@ void addProcessCounts(const AppSnapshot& snapshot, Exporter& exporter) {
   for (const Server& server : snapshot.servers) counts.try_emplace(server.name, Counts{});
   for (const ProcessStat& process : snapshot.processes) {
     Counts& ofServer = counts.try_emplace(process.serverName, Counts{}).first->second;
-    ofServer.at(static_cast<ProcessKind::Case>(process.kind)) += 1;
+    ofServer.at(process.kind.index()) += 1;
   }
   MetricFamily& family = exporter.begin("processes", "Processes by what they are there for.");
   for (const auto& [server, ofServer] : counts) {
     for (const ProcessKind kind : ProcessKind::allCases()) {
-      family.samples.push_back({labelsOf({{"server", server}, {"kind", kind.rawValue()}}),
-                                ofServer.at(static_cast<ProcessKind::Case>(kind))});
+      family.samples.push_back(
+          {labelsOf({{"server", server}, {"kind", kind.rawValue()}}), ofServer.at(kind.index())});
     }
   }
 }

@@ -24,9 +24,7 @@ std::vector<const TavrineAlert*> alertsByGravity(const AppSnapshot& snapshot) {
   std::vector<const TavrineAlert*> alerts;
   for (const TavrineAlert& alert : snapshot.alerts) alerts.push_back(&alert);
   std::stable_sort(alerts.begin(), alerts.end(), [](const TavrineAlert* a, const TavrineAlert* b) {
-    const AlertSeverity::Case graveA = a->severity;
-    const AlertSeverity::Case graveB = b->severity;
-    if (graveA != graveB) return graveA > graveB;
+    if (a->severity != b->severity) return a->severity.index() > b->severity.index();
     return a->timestamp > b->timestamp;
   });
   return alerts;

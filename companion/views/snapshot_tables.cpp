@@ -124,7 +124,7 @@ constexpr auto kAlertColumns = std::to_array<RecordColumn<AlertRow>>({
     {{"Severity"},
      [](const AlertRow& row) -> Cell { return titleCell(row.alert->severity); },
      [](const AlertRow& row) -> double {
-       return static_cast<double>(static_cast<AlertSeverity::Case>(row.alert->severity));
+       return static_cast<double>(row.alert->severity.index());
      }},
     {{"When"},
      [](const AlertRow& row) -> Cell { return agoText(row.alert->timestamp, row.takenAt); },

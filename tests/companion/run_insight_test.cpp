@@ -74,7 +74,7 @@ TEST(DiagnosisOf, isAbsentWithoutPoints) {
 }
 
 TEST(PhaseOf, isThatOfTheLastStack) {
-  EXPECT_THAT(phaseOf(lab().runs[0]), Optional(RuntimePhase(RuntimePhase::backward)));
+  EXPECT_THAT(phaseOf(lab().runs[0]), Optional(RuntimePhase::backward));
 }
 
 TEST(StepValues, areTheNewestWithoutWhatIsNoNumber) {

@@ -335,12 +335,8 @@ TEST(SampleData, stallsAtMultiplesOf21) {
                       snapshot.runs[0].health,
                       snapshot.alerts.at(0).title);
   };
-  const std::tuple runs(RunStatus(RunStatus::running),
-                        RunHealth(RunHealth::healthy),
-                        std::string("Checkpoint saved"));
-  const std::tuple stalls(RunStatus(RunStatus::stalled),
-                          RunHealth(RunHealth::stalled),
-                          std::string("Throughput dip"));
+  const std::tuple runs(RunStatus::running, RunHealth::healthy, std::string("Checkpoint saved"));
+  const std::tuple stalls(RunStatus::stalled, RunHealth::stalled, std::string("Throughput dip"));
   for (const std::int64_t tick : {-42, -21, 0, 21, 42, 21000}) {
     EXPECT_EQ(standing(tick), stalls) << tick;
   }

@@ -182,7 +182,7 @@ class Formats(unittest.TestCase):
 
     def test_findings_has_each_outcome(self):
         header = (pages.ROOT / "TavrineShared/model/findings.h").read_text(encoding="utf-8")
-        known = re.findall(r'\{\w+, "(\w+)", "(.*?)"\}', header)
+        known = re.findall(r'\{Case::\w+, "(\w+)", "(.*?)"\}', header)
         self.assertGreater(len(known), 10)
         located = [word for word, _ in known].index("located")
         page = pages.read(pages.ROOT / "docs/formats/findings.md")

@@ -935,6 +935,7 @@ TEST(RecordHash, isEqualForEqualRecords) {
   minusZero.seenAt = at(-0.0);
   ASSERT_EQ(zero, minusZero);
   EXPECT_EQ(std::hash<EveryRule>()(zero), std::hash<EveryRule>()(minusZero));
+  EXPECT_EQ(encode(zero), encode(minusZero)) << "and equal records are written alike";
 }
 
 TEST(RecordHash, differsWhereValuesHaveChangedPlaces) {

@@ -35,7 +35,7 @@ std::vector<std::string> pathsOf(const Findings& findings) {
 
 TEST(FindingOutcome, hasTheseCases) {
   struct Row {
-    FindingOutcome::Case outcome;
+    FindingOutcome outcome;
     std::string_view rawValue;
     std::string_view title;
     bool isLoss;
@@ -57,7 +57,7 @@ TEST(FindingOutcome, hasTheseCases) {
   ASSERT_EQ(FindingOutcome::allCases().size(), table.size());
   for (std::size_t i = 0; i < table.size(); ++i) {
     const FindingOutcome outcome = table[i].outcome;
-    EXPECT_EQ(static_cast<std::size_t>(table[i].outcome), i);
+    EXPECT_EQ(outcome.index(), i);
     EXPECT_EQ(FindingOutcome::allCases()[i], outcome);
     EXPECT_EQ(outcome.rawValue(), table[i].rawValue);
     EXPECT_EQ(outcome.title(), table[i].title);

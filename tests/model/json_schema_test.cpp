@@ -15,15 +15,18 @@ namespace {
 
 class Colour : public Vocabulary<Colour> {
  public:
-  enum Case : std::uint8_t { red, deepBlue };
-  constexpr Colour(Case value = red) : value_(value) {}
+  enum class Case : std::uint8_t { red, deepBlue };
+  static const Colour red, deepBlue;
+  constexpr Colour(Case value = Case::red) : value_(value) {}
   constexpr operator Case() const { return value_; }
   static constexpr auto kEntries =
-      std::to_array<VocabularyEntry<Case>>({{red, "red"}, {deepBlue, "deep_blue"}});
+      std::to_array<VocabularyEntry<Case>>({{Case::red, "red"}, {Case::deepBlue, "deep_blue"}});
 
  private:
   Case value_;
 };
+inline constexpr Colour Colour::red{Case::red};
+inline constexpr Colour Colour::deepBlue{Case::deepBlue};
 
 struct Inner {
   bool yes;

@@ -169,9 +169,9 @@ TEST(NetworkConnectionStat, keepsEveryPartOfItsIDWhereItIsEmpty) {
 
 TEST(NetworkConnectionStat, hasACoordinateWithBothItsHalves) {
   NetworkConnectionStat connection = exampleConnection();
-  EXPECT_EQ(connection.coordinate(), (Coordinate{52.5, 13.375}));
-  EXPECT_EQ(connection.coordinate()->latitude, 52.5);
-  EXPECT_EQ(connection.coordinate()->longitude, 13.375);
+  EXPECT_EQ(connection.coordinate(), std::pair(52.5, 13.375));
+  EXPECT_EQ(connection.coordinate()->first, 52.5);
+  EXPECT_EQ(connection.coordinate()->second, 13.375);
   connection.lon = {};
   EXPECT_EQ(connection.coordinate(), std::nullopt);
   connection.lat = {};
@@ -180,7 +180,7 @@ TEST(NetworkConnectionStat, hasACoordinateWithBothItsHalves) {
   EXPECT_EQ(connection.coordinate(), std::nullopt);
   connection.lat = 0;
   connection.lon = 0;
-  EXPECT_EQ(connection.coordinate(), (Coordinate{0, 0})) << "zero is a place";
+  EXPECT_EQ(connection.coordinate(), std::pair(0.0, 0.0)) << "zero is a place";
 }
 
 TEST(NetworkInsight, followsTheConventions) {

@@ -57,7 +57,7 @@ TEST(AlertSeverity, hasTheseCases) {
 
 // `unknown` is what an agent says when it does not know, and no refuge for texts we do not know.
 TEST(RunHealth, takesNoUnknownTextForUnknown) {
-  EXPECT_EQ(RunHealth::fromRawValue("unknown"), RunHealth(RunHealth::unknown));
+  EXPECT_EQ(RunHealth::fromRawValue("unknown"), RunHealth::unknown);
   EXPECT_FALSE(RunHealth::fromRawValue("on_fire"));
 }
 

@@ -78,8 +78,7 @@ TEST(ConnectionSourceKind, hasTheseCases) {
 }
 
 TEST(ConnectionSourceKind, takesNoUnknownTextForUnknown) {
-  EXPECT_EQ(ConnectionSourceKind::fromRawValue("unknown"),
-            ConnectionSourceKind(ConnectionSourceKind::unknown));
+  EXPECT_EQ(ConnectionSourceKind::fromRawValue("unknown"), ConnectionSourceKind::unknown);
   EXPECT_FALSE(ConnectionSourceKind::fromRawValue("satellite"));
   EXPECT_EQ(placeOfFailure<ConnectionSource>(
                 withMember(encode(exampleSource()), "kind", R"("satellite")")),
@@ -87,8 +86,8 @@ TEST(ConnectionSourceKind, takesNoUnknownTextForUnknown) {
 }
 
 TEST(ConnectionSourceKind, hasTitlesAsPeopleWriteThem) {
-  EXPECT_EQ(ConnectionSourceKind(ConnectionSourceKind::tmuxSession).title(), "tmux");
-  EXPECT_EQ(ConnectionSourceKind(ConnectionSourceKind::vpnLikely).title(), "VPN likely");
+  EXPECT_EQ(ConnectionSourceKind::tmuxSession.title(), "tmux");
+  EXPECT_EQ(ConnectionSourceKind::vpnLikely.title(), "VPN likely");
 }
 
 // --- a source ---

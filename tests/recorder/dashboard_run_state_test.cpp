@@ -23,7 +23,7 @@ TEST(DashboardRunState, hasTheseCases) {
       {DashboardRunState::stalled, "stalled", "stalled", "STALLED"},
       {DashboardRunState::idle, "idle", "idle", "NO ACTIVE RUN"},
   });
-  EXPECT_EQ(DashboardRunState(DashboardRunState::idle).label(), "NO ACTIVE RUN");
+  EXPECT_EQ(DashboardRunState::idle.label(), "NO ACTIVE RUN");
 }
 
 struct Row {
@@ -31,7 +31,7 @@ struct Row {
   double maxGPUUtil;
   bool hasTrainingProcess;
   std::optional<double> secondsSinceLogUpdate;
-  DashboardRunState::Case want;
+  DashboardRunState want;
 };
 void PrintTo(const Row& row, std::ostream* out) {
   *out << row.maxGPUUtil << " %, " << (row.hasTrainingProcess ? "a" : "no") << " process, log "

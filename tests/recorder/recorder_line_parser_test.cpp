@@ -172,6 +172,19 @@ TEST_P(RecorderLineParserLatest, isTheSameOfThePoints) {
   EXPECT_EQ(stack ? std::optional(*stack) : std::nullopt, latestStack(GetParam().text));
 }
 
+TEST(RecorderLineParser, tellsWhatTheNewestPassedOver) {
+  constexpr std::string_view kLog = "{\"t\":1}\n{\"t\":\"now\"}\n{\"t\":2";
+  for (const bool ofStack : {false, true}) {
+    Findings findings;
+    if (ofStack) {
+      EXPECT_FALSE(latestStack(kLog, &findings));
+    } else {
+      EXPECT_TRUE(latestSnapshot(kLog, &findings));
+    }
+    EXPECT_EQ(findings.count(FindingOutcome::lineDropped), 2U);
+  }
+}
+
 const std::vector<Latest> kLatestRows = {
     {"empty", "", {}, {}},
     {"blank lines", "\n\n \n\t\n", {}, {}},

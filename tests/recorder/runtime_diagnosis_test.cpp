@@ -34,7 +34,7 @@ TEST(RuntimePhase, hasTheseCases) {
 struct PhaseRow {
   const char* name;
   std::vector<std::string> frames;
-  RuntimePhase::Case want;
+  RuntimePhase want;
 };
 void PrintTo(const PhaseRow& row, std::ostream* out) {
   for (const std::string& frame : row.frames) *out << frame << " | ";
@@ -121,6 +121,7 @@ TEST(RuntimeDiagnosis, isEqualByCaseAndPayload) {
   EXPECT_NE(hash(forward), hash(idle));
   EXPECT_NE(forward, RuntimeDiagnosis(RuntimeDiagnosis::unknown));
   EXPECT_EQ(forward.payload(), "forward");
+  EXPECT_EQ(forward, RuntimeDiagnosis(RuntimeDiagnosis::mixed, "forward"));
   EXPECT_EQ(RuntimeDiagnosis(RuntimeDiagnosis::memoryBound).payload(), "");
 }
 
@@ -206,6 +207,12 @@ INSTANTIATE_TEST_SUITE_P(
          kForward},
     }),
     rowName);
+
+TEST(Derive, takesPointsInBracesAsWell) {
+  EXPECT_EQ(RuntimeDiagnosis::derive(point(), {point(0), point(0), point(0)}),
+            RuntimeDiagnosis::dataloaderStall);
+  EXPECT_EQ(RuntimeDiagnosis::derive(point(), {}), RuntimeDiagnosis::unknown);
+}
 
 TEST(Derive, agreesWithTheNaiveTwin) {
   RandomSamples samples(4);

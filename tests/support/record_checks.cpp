@@ -140,6 +140,10 @@ struct Checker {
   /// What a text must be to be accepted; integers and floats are told apart by it, too.
   std::string wantedBy(std::size_t place) const { return fieldOf(place).type->describe(); }
   bool isVocabulary(std::size_t place) const { return wantedBy(place).starts_with("one of "); }
+  /// A null is no value; of a vocabulary it is an unknown word, as all is that is no text.
+  Kind kindOfNull(std::size_t place) const {
+    return isVocabulary(place) ? Kind::dataCorrupted : Kind::valueNotFound;
+  }
 
   /// `document` reads as the record whose document is `want`, and `losses` are told, in any order.
   void expectReads(const std::string& document, const Members& want,
@@ -242,7 +246,7 @@ void Checker::checkAbsence(std::size_t place) const {
     expectReadsDefault(null, place, *value);
   } else {
     expectFails(missing, key, Kind::keyNotFound);
-    expectFails(null, key, Kind::valueNotFound);
+    expectFails(null, key, kindOfNull(place));
   }
 }
 
@@ -388,7 +392,7 @@ void Checker::checkRepetition(std::size_t place) const {
   if (const auto value = defaultOf(place)) {
     expectReadsDefault(nullFirst, place, *value, {ignored});
   } else {
-    expectFails(nullFirst, key, Kind::valueNotFound);
+    expectFails(nullFirst, key, kindOfNull(place));
   }
   // As is one that cannot be read.
   if (!neverFails(place)) {

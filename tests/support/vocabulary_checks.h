@@ -18,7 +18,7 @@ namespace tavrine {
 /// A case with the name that C++ has for it, and its texts.
 template <class V>
 struct CaseRow {
-  typename V::Case value;
+  V value;
   std::string_view caseName;
   std::string_view rawValue;
   std::string_view title;
@@ -35,7 +35,7 @@ void expectTheTable(const std::vector<CaseRow<V>>& table) {
     const V value = row.value;
     EXPECT_EQ(V::allCases()[i], value);
     // The entries stand at the places that the cases number.
-    EXPECT_EQ(static_cast<std::size_t>(row.value), i);
+    EXPECT_EQ(row.value.index(), i);
     EXPECT_EQ(value.rawValue(), row.rawValue);
     EXPECT_EQ(value.title(), row.title);
     EXPECT_EQ(V::fromRawValue(row.rawValue), value);

@@ -98,8 +98,7 @@ std::vector<Call> calls(const fs::path& store) {
            }},
           {"DashboardRunState",
            [] {
-             return std::string(
-                 DashboardRunState::derive(97, true, 3, RunStatus(RunStatus::running)).label());
+             return std::string(DashboardRunState::derive(97, true, 3, RunStatus::running).label());
            }},
           {"SampleData", [] { return encode(SampleData::detail::snapshot(60, kNow)); }},
           {"decode and encode", [document] { return encode(decode<AppSnapshot>(document)); }},
