@@ -92,11 +92,20 @@ def without(varying, text):
     return text
 
 
+# The newest stand first, so alerts of one severity come in the order in which hosts answered.
+SAME_ALERTS = re.compile(r"^(?:(Critical|Warning|Info)  now  .*\n)(?:\1  now  .*\n)*", re.MULTILINE)
+
+
+def without_live(text):
+    return SAME_ALERTS.sub(lambda found: "".join(sorted(found[0].splitlines(keepends=True))),
+                           without(VARYING_LIVE, text))
+
+
 def settled(*texts):
     """The texts without what varies."""
     texts = [without(VARYING, text) for text in texts]
     is_live = any(LIVE in text for text in texts)
-    return [without(VARYING_LIVE, text) for text in texts] if is_live else texts
+    return [without_live(text) for text in texts] if is_live else texts
 
 
 def agrees(shown, printed):
