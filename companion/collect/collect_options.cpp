@@ -3,6 +3,7 @@
 #include "companion/capture/capture.h"
 #include "companion/collect/config_file.h"
 #include "companion/shell/host.h"
+#include "companion/shell/nearest_word.h"
 #include "companion/shell/usage.h"
 #include "companion/views/visible_text.h"
 
@@ -107,6 +108,17 @@ void addText(CLI::App& command, const std::string& name, std::optional<std::stri
 CLI::Option* optionSetBy(CLI::App& command, const Setting& setting) {
   if (isAmong(kNoSettings, setting.name)) return nullptr;
   return command.get_option_no_throw(setting.name == "hosts" ? "HOST" : "--" + setting.name);
+}
+
+std::vector<std::string> settingsOf(const CLI::App& command) {
+  std::vector<std::string> names = {"hosts"};
+  names.insert(names.end(), kSettingsOfRefresh.begin(), kSettingsOfRefresh.end());
+  for (const CLI::Option* const option : command.get_options()) {
+    for (const std::string& name : option->get_lnames()) {
+      if (!isAmong(kNoSettings, name)) names.push_back(name);
+    }
+  }
+  return names;
 }
 
 // What a setting has to be, in words, or nothing where it is that. A single text may stand for a
@@ -253,7 +265,9 @@ void applyConfig(CLI::App& command, const CollectOptions& options) {
       CLI::Option* const option = optionSetBy(command, setting);
       const bool isOfRefresh = isAmong(kSettingsOfRefresh, setting.name);
       if (option == nullptr && !isOfRefresh) {
-        fail(setting, "there is no setting " + visibleText(setting.name));
+        fail(setting,
+             "there is no setting " + visibleText(setting.name) +
+                 didYouMean(setting.name, settingsOf(command)));
       }
       // What the command line says wins.
       if (option != nullptr && option->empty()) set(*option, setting);

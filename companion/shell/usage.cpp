@@ -1,6 +1,7 @@
 #include "companion/shell/usage.h"
 
 #include "companion/shell/duration.h"
+#include "companion/shell/nearest_word.h"
 
 #include <CLI/CLI.hpp>
 
@@ -81,20 +82,42 @@ std::string fullName(const CLI::App& command) {  // NOLINT(misc-no-recursion): a
   return parent == nullptr ? command.get_name() : fullName(*parent) + " " + command.get_name();
 }
 
-std::string unexpected(const CLI::App& command, const std::string& argument) {
-  if (argument.size() > 1 && argument.starts_with('-')) return "unknown option: " + argument;
-  if (wordOf(command).empty()) return "one argument too many: " + argument;
-  std::string text = "unknown " + wordOf(command) + ": " + argument;
-  std::string_view before = " (known: ";
-  for (const CLI::App* known : command.get_subcommands([](const CLI::App*) { return true; })) {
-    text.append(before).append(known->get_name());
-    before = ", ";
+std::vector<std::string> optionsOf(const CLI::App& command) {
+  std::vector<std::string> names;
+  for (const CLI::Option* const option : command.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
   }
-  return text.append(")");
+  return names;
 }
 
-// CLI11 counts: "--tick: 1 required N missing", "--tick: At Most 1 required but received 2".
+std::string unknownOption(const CLI::App& command, const std::string& argument) {
+  std::string text = "unknown option: " + argument;
+  if (!argument.starts_with("--")) return text;
+  const std::string name = argument.substr(0, argument.find('='));
+  const std::vector<std::string> known = optionsOf(command);
+  const bool isKnown = std::find(known.begin(), known.end(), name) != known.end();
+  if (isKnown) return name + " has its place behind '" + fullName(command) + "'";
+  return text + didYouMean(name, known);
+}
+
+std::string unexpected(const CLI::App& command, const std::string& argument) {
+  if (argument.size() > 1 && argument.starts_with('-')) return unknownOption(command, argument);
+  if (wordOf(command).empty()) return "one argument too many: " + argument;
+  std::vector<std::string> known;
+  for (const CLI::App* each : command.get_subcommands([](const CLI::App*) { return true; })) {
+    known.push_back(each->get_name());
+  }
+  return "unknown " + wordOf(command) + ": " + argument + meantOrKnown(argument, known);
+}
+
+// CLI11 counts: "--tick: 1 required N missing", "--tick: At Most 1 required but received 2". What
+// it "could not convert" is a value behind an option that has none: all others check theirs.
 std::string inOurWords(const std::string& complaint) {
+  constexpr std::string_view kNotConverted = "Could not convert: ";
+  if (complaint.starts_with(kNotConverted)) {
+    const std::size_t end = complaint.find(" = ", kNotConverted.size());
+    return complaint.substr(kNotConverted.size(), end - kNotConverted.size()) + " takes no value";
+  }
   const std::string option = complaint.substr(0, complaint.find(": "));
   if (complaint.starts_with(option + ": 1 required ")) return option + " needs a value";
   if (complaint.starts_with(option + ": At Most 1 ")) return option + " stands more than once";

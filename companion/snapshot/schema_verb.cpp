@@ -1,3 +1,4 @@
+#include "companion/shell/nearest_word.h"
 #include "companion/shell/output.h"
 #include "companion/snapshot/snapshot_verbs.h"
 
@@ -28,14 +29,6 @@ const RecordTable* findRecord(const std::string& name) {
   return nullptr;
 }
 
-std::string namesOfAll() {
-  std::string names;
-  for (const std::string& name : schemaNames()) {
-    names.append(names.empty() ? "" : ", ").append(name);
-  }
-  return names;
-}
-
 }  // namespace
 
 std::vector<std::string> schemaNames() {
@@ -55,7 +48,7 @@ void addSchemaVerb(CLI::App& program, Action& chosen) {
       ->check([](const std::string& record) {
         return findRecord(record) != nullptr
                    ? ""
-                   : "unknown record: " + record + " (known: " + namesOfAll() + ")";
+                   : "unknown record: " + record + meantOrKnown(record, schemaNames());
       });
   app.callback([&chosen, name] {
     chosen = [name] {

@@ -276,7 +276,8 @@ TEST_F(Config, isSharedByAllVerbs) {
 
 TEST_F(Config, isToldWhatItCannotSet) {
   const std::string file = (home_ / "config.toml").string();
-  EXPECT_EQ(complaint("tiemout = \"1m\"\n"), file + ", line 1: there is no setting tiemout");
+  EXPECT_EQ(complaint("tiemout = \"1m\"\n"),
+            file + ", line 1: there is no setting tiemout; did you mean timeout?");
   EXPECT_EQ(complaint("\n\nhelp = true\n"), file + ", line 3: there is no setting help");
   for (const char* const name : {"config", "script", "HOST", "json", "\"\"", "\"-timeout\""}) {
     EXPECT_THAT(complaint(std::string(name) + " = \"x\"\n"), HasSubstr("there is no setting"))

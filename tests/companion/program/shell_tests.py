@@ -188,11 +188,21 @@ class UnwritableOutput(ProgramTest):
 
 class WrongUsage(ProgramTest):
     def test_unknown_words(self):
-        self.expect_usage(["prase"], f"unknown verb: prase {KNOWN_VERBS}", "tavrine")
-        self.expect_usage(["parse", "cpus"], f"unknown kind: cpus {KNOWN_KINDS}", "tavrine parse")
-        self.expect_usage(["query", "cpus"], f"unknown kind: cpus {KNOWN_KINDS}",
+        self.expect_usage(["status"], f"unknown verb: status {KNOWN_VERBS}", "tavrine")
+        self.expect_usage(["parse", "cores"], f"unknown kind: cores {KNOWN_KINDS}", "tavrine parse")
+        self.expect_usage(["query", "cores"], f"unknown kind: cores {KNOWN_KINDS}",
                           "tavrine query")
         self.expect_usage(["parse", ""], f"unknown kind:  {KNOWN_KINDS}", "tavrine parse")
+
+    def test_mistyped_words(self):
+        self.expect_usage(["prase"], "unknown verb: prase; did you mean parse?", "tavrine")
+        self.expect_usage(["Show", "a.json"], "unknown verb: Show; did you mean show?", "tavrine")
+        for verb in ("parse", "query"):
+            self.expect_usage([verb, "gpu"], "unknown kind: gpu; did you mean gpus?",
+                              f"tavrine {verb}")
+            self.expect_usage([verb, "gpu_processes"],
+                              "unknown kind: gpu_processes; did you mean gpu-processes?",
+                              f"tavrine {verb}")
 
     def test_words_that_do_not_exist_before_one_that_does(self):
         self.expect_usage(["help", "parse"], f"unknown verb: help {KNOWN_VERBS}", "tavrine")
@@ -202,12 +212,30 @@ class WrongUsage(ProgramTest):
     def test_unknown_options(self):
         self.expect_usage(["--tabel"], "unknown option: --tabel", "tavrine")
         self.expect_usage(["-x", "parse", "gpus"], "unknown option: -x", "tavrine parse gpus")
-        self.expect_usage(["parse", "--table", "gpus"], "unknown option: --table",
-                          "tavrine parse gpus")
-        self.expect_usage(["parse", "gpus", "--tabel"], "unknown option: --tabel",
-                          "tavrine parse gpus")
         self.expect_usage(["query", "gpus", "--table"], "unknown option: --table",
                           "tavrine query gpus")
+
+    def test_mistyped_options(self):
+        for arguments, word in ((["parse", "gpus", "--tabel"], "--table"),
+                                (["show", "--colour=never"], "--color"),
+                                (["demo", "--no-color"], "--color"),
+                                (["refresh", "--evry", "30s"], "--every"),
+                                (["show", "--process", "5"], "--processes")):
+            with self.subTest(arguments):
+                verb = " ".join(a for a in arguments[:2] if a.isalpha())
+                typed = next(a for a in arguments if a.startswith("--"))
+                self.expect_usage(arguments, f"unknown option: {typed}; did you mean {word}?",
+                                  f"tavrine {verb}")
+
+    def test_options_in_front_of_their_verb(self):
+        self.expect_usage(["parse", "--table", "gpus"],
+                          "--table has its place behind 'tavrine parse gpus'", "tavrine parse gpus")
+        self.expect_usage(["--color=never", "show"],
+                          "--color has its place behind 'tavrine show'", "tavrine show")
+
+    def test_options_that_take_no_value(self):
+        self.expect_usage(["demo", "--json=x"], "--json takes no value", "tavrine demo")
+        self.expect_usage(["show", "--redact=names"], "--redact takes no value", "tavrine show")
 
     def test_too_many_arguments(self):
         self.expect_usage(["parse", "gpus", H100, "b.csv"], "one argument too many: b.csv",

@@ -323,9 +323,15 @@ class RunScript(ProgramTest):
 
 class Schema(ProgramTest):
     def test_of_an_unknown_record(self):
-        done = run("schema", "GPU")
+        done = run("schema", "Disks")
         self.assertEqual((done.returncode, done.stdout), (2, b""))
-        self.assertRegex(done.stderr, rb"unknown record: GPU \(known: AppSnapshot, ServerSummary, ")
+        self.assertRegex(done.stderr,
+                         rb"unknown record: Disks \(known: AppSnapshot, ServerSummary, ")
+
+    def test_of_a_mistyped_record(self):
+        self.expect_usage(["schema", "gpustat"],
+                          "RECORD: unknown record: gpustat; did you mean GPUStat?",
+                          "tavrine schema")
 
     def test_an_independent_validator_finds_our_output_valid(self):
         jsonschema = self.validator()
