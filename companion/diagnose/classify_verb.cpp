@@ -1,5 +1,6 @@
 #include "companion/diagnose/diagnose_verbs.h"
 #include "companion/diagnose/stack_input.h"
+#include "companion/parse/likely_content.h"
 #include "companion/shell/input.h"
 #include "companion/shell/json_output.h"
 #include "companion/shell/output.h"
@@ -18,6 +19,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tavrine {
@@ -86,12 +88,19 @@ constexpr auto kColumns = std::to_array<RecordColumn<ClassifiedStack>>({
      }},
 });
 
-std::vector<StackFrame> readNamed(const std::string& file, const std::string& name,
+// What the input may be instead of stacks; `otherwise` where nobody knows.
+std::string insteadOfStacks(std::string_view text, const std::string& otherwise) {
+  const std::string likely = likelyContent(text, "classify");
+  return likely.empty() ? otherwise : "; " + likely;
+}
+
+std::vector<StackFrame> readNamed(std::string_view text, const std::string& name,
                                   Findings& findings) {
   try {
-    return readStacks(readInput(file), &findings);
+    return readStacks(text, &findings);
   } catch (const DecodingError& error) {
-    throw std::runtime_error("no stacks in " + name + ": " + error.what());
+    throw std::runtime_error("no stacks in " + name + ": " + error.what() +
+                             insteadOfStacks(text, ""));
   }
 }
 
@@ -119,9 +128,10 @@ ExitStatus classify(const ClassifyOptions& options) {
   }
   const std::string file = options.file.value_or(kStandardInput);
   const std::string name = inputName(file);
+  const std::string text = readInput(file);
   Findings findings(0);
   std::vector<ClassifiedStack> stacks;
-  for (const StackFrame& stack : readNamed(file, name, findings)) {
+  for (const StackFrame& stack : readNamed(text, name, findings)) {
     stacks.push_back(classified(stack));
   }
   if (options.json.isAskedFor()) {
@@ -130,7 +140,7 @@ ExitStatus classify(const ClassifyOptions& options) {
     writeOutput(recordTable<ClassifiedStack>(stacks, kColumns, tableStyle(options.color)));
   }
   if (stacks.empty()) {
-    say("no stacks in " + name + "; 'py-spy dump --pid PID' prints them");
+    say("no stacks in " + name + insteadOfStacks(text, "; 'py-spy dump --pid PID' prints them"));
     return ExitStatus::findings;
   }
   sayLauncher(stacks);

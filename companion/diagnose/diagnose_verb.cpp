@@ -2,6 +2,7 @@
 #include "companion/diagnose/diagnosis_report.h"
 #include "companion/diagnose/diagnosis_text.h"
 #include "companion/diagnose/log_diagnosis.h"
+#include "companion/parse/likely_content.h"
 #include "companion/shell/duration.h"
 #include "companion/shell/input.h"
 #include "companion/shell/json_output.h"
@@ -39,8 +40,11 @@ Diagnoses diagnoseAll(const DiagnoseOptions& options) {
   Diagnoses diagnoses;
   for (const std::string& log : options.logs) {
     try {
-      diagnoses.logs.push_back(diagnoseLog(inputName(log), readInput(log), options.recent));
-      if (options.logs.size() > 1) diagnoses.logs.back().forgetPoints();
+      const std::string text = readInput(log);
+      diagnoses.logs.push_back(diagnoseLog(inputName(log), text, options.recent));
+      LogDiagnosis& diagnosis = diagnoses.logs.back();
+      if (diagnosis.pointCount == 0) diagnosis.likelyContent = likelyContent(text, "diagnose");
+      if (options.logs.size() > 1) diagnosis.forgetPoints();
     } catch (const std::system_error& error) {
       say(error);
       diagnoses.isComplete = false;
@@ -50,6 +54,10 @@ Diagnoses diagnoseAll(const DiagnoseOptions& options) {
 }
 
 void sayDropped(const LogDiagnosis& diagnosis) {
+  if (!diagnosis.likelyContent.empty()) {
+    say("no points in " + diagnosis.name + "; " + diagnosis.likelyContent);
+    return;
+  }
   if (diagnosis.droppedLines == 0) return;
   say(counted(diagnosis.droppedLines, "line", "lines") + " of " + diagnosis.name +
       " gave no point; 'tavrine parse recorder --findings' tells why");

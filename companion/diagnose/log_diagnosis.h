@@ -37,6 +37,7 @@ struct LogDiagnosis {
   std::optional<RecorderLogPoint> latest;  ///< the newest periodic sample
   std::size_t droppedLines;                ///< lines that gave no point
   DiagnosisEvidence evidence;
+  std::string likelyContent;  ///< what the log may be instead, where it has no points
 
   std::span<const RecorderLogPoint> recent() const { return std::span(points).last(recentCount); }
   /// Keeps what the points came to. Those of many long logs at once would fill the memory.

@@ -2,6 +2,7 @@
 
 #include "companion/parse/kind_options.h"
 #include "companion/parse/kinds.h"
+#include "companion/parse/likely_content.h"
 #include "companion/shell/input.h"
 #include "companion/shell/json_output.h"
 #include "companion/shell/output.h"
@@ -14,6 +15,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tavrine {
@@ -49,10 +51,16 @@ void sayWhatIsAwaited(const Kind& kind) {
 }
 
 // Silence about an input of another kind would leave the user with an empty list and no idea why.
-void sayNothingFound(const Kind& kind, const ParseOptions& options) {
-  say("no " + std::string(kind.records) + " in " +
-      inputName(options.file.value_or(kStandardInput)) +
-      queryHint(kind, "the command whose output is expected"));
+void sayNothingFound(const Kind& kind, const std::string& input, std::string_view text) {
+  const std::string likely = likelyContent(text, "parse " + std::string(kind.name));
+  say("no " + std::string(kind.records) + " in " + input +
+      (likely.empty() ? queryHint(kind, "the command whose output is expected") : "; " + likely));
+}
+
+// A log of which nothing is asked but what it says gives an answer whatever it is.
+void sayUnreadable(const std::string& input, std::string_view text) {
+  const std::string likely = unreadableContent(text);
+  if (!likely.empty()) say(input + ": " + likely);
 }
 
 void sayLeftOut(const ParseResult& result) {
@@ -62,7 +70,8 @@ void sayLeftOut(const ParseResult& result) {
 
 ExitStatus parse(const Kind& kind, const ParseOptions& options) {
   if (!options.file && inputIsTerminal()) sayWhatIsAwaited(kind);
-  const std::string text = readInput(options.file.value_or(kStandardInput));
+  const std::string file = options.file.value_or(kStandardInput);
+  const std::string text = readInput(file);
 
   const KindOptions kindOptions = options.ofKind.resolved();
   const bool findingsAsked = !options.findings.empty();
@@ -87,8 +96,9 @@ ExitStatus parse(const Kind& kind, const ParseOptions& options) {
   } else if (result.leftOut.count() > 0) {
     sayLeftOut(result);
   } else if (!findingsAsked && result.recordCount == 0 && !trimmed(text).empty()) {
-    sayNothingFound(kind, options);
+    sayNothingFound(kind, inputName(file), text);
   }
+  if (findingsAsked || result.recordCount > 0) sayUnreadable(inputName(file), text);
   const bool somethingToTell = findings.lossCount() > 0 || result.leftOut.count() > 0;
   return somethingToTell ? ExitStatus::findings : ExitStatus::fine;
 }

@@ -1,7 +1,8 @@
-#include "companion/shell/input.h"
+#include "companion/parse/likely_content.h"
 #include "companion/shell/json_output.h"
 #include "companion/shell/output.h"
 #include "companion/snapshot/check_report.h"
+#include "companion/snapshot/snapshot_input.h"
 #include "companion/snapshot/snapshot_verbs.h"
 
 #include <TavrineShared/model/json_conventions.h>
@@ -22,7 +23,7 @@ struct CheckOptions {
 };
 
 ExitStatus check(const CheckOptions& options) {
-  const std::string document = readInput(options.file);
+  const std::string document = readSnapshotDocument(options.file);
   Findings findings;
   const CheckReport report = checkSnapshot(document, findings);
   if (options.json.isAskedFor()) {
@@ -30,7 +31,11 @@ ExitStatus check(const CheckOptions& options) {
   } else {
     writeOutput(checkText(report, findings, {.paint = paint(options.color)}));
   }
-  if (!report.isSnapshot) return ExitStatus::trouble;
+  if (!report.isSnapshot) {
+    const std::string likely = likelyContent(document, "check");
+    if (!likely.empty()) say(likely);
+    return ExitStatus::trouble;
+  }
   return isClean(report) ? ExitStatus::fine : ExitStatus::findings;
 }
 

@@ -1,5 +1,6 @@
 #include "companion/snapshot/snapshot_input.h"
 
+#include "companion/parse/likely_content.h"
 #include "companion/redact/redaction.h"
 #include "companion/shell/input.h"
 #include "companion/shell/output.h"
@@ -14,6 +15,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <stdexcept>
+#include <system_error>
 
 namespace tavrine {
 
@@ -34,18 +36,30 @@ void addSnapshotInput(CLI::App& command, SnapshotInput& input, const std::string
   addRedactOption(command, input.isRedacted);
 }
 
+std::string readSnapshotDocument(const std::string& path) {
+  try {
+    return readInput(path);
+  } catch (const std::system_error& error) {
+    if (error.code() != std::errc::is_a_directory) throw;
+    throw std::runtime_error(std::string(error.what()) +
+                             "; of a folder of captures 'tavrine assemble' makes a snapshot");
+  }
+}
+
 AppSnapshot readSnapshot(const SnapshotInput& input, Findings& findings) {
   if (!input.file && !std::filesystem::exists(input.path())) {
     throw std::runtime_error(
         "there is no latest snapshot, " + input.path() +
         "; 'tavrine refresh' makes one, and 'tavrine demo' shows a made-up lab");
   }
-  const std::string document = readInput(input.path());
+  const std::string document = readSnapshotDocument(input.path());
   try {
     auto snapshot = decode<AppSnapshot>(document, &findings);
     return input.isRedacted ? redacted(std::move(snapshot)) : snapshot;
   } catch (const DecodingError& error) {
-    throw std::runtime_error("no snapshot in " + input.name() + ": " + error.what());
+    const std::string likely = likelyContent(document, "show");
+    throw std::runtime_error("no snapshot in " + input.name() + ": " + error.what() +
+                             (likely.empty() ? "" : "; " + likely));
   }
 }
 

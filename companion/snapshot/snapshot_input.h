@@ -27,6 +27,9 @@ struct SnapshotInput {
 /// Adds FILE and `--redact`; `verb` is what is done with the snapshot, such as "shown".
 void addSnapshotInput(CLI::App& command, SnapshotInput& input, const std::string& verb);
 
+/// All that the file holds, or standard input. Throws where it cannot be read.
+std::string readSnapshotDocument(const std::string& path);
+
 /// Throws where it cannot be read or is no snapshot, with words that name it.
 AppSnapshot readSnapshot(const SnapshotInput& input, Findings& findings);
 

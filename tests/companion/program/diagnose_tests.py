@@ -3,7 +3,7 @@
 import json
 import pathlib
 
-from testing import ProgramTest, golden_cases, run, run_on_terminal
+from testing import L40S, LAB, ProgramTest, golden_cases, run, run_on_terminal
 
 
 class Diagnose(ProgramTest):
@@ -155,6 +155,21 @@ class Diagnose(ProgramTest):
                 self.assertEqual([line.count("#") for line in shown.splitlines()
                                   if line.startswith(("forward ", "backward "))], bars)
 
+    def test_of_what_is_something_else_says_what(self):
+        crlf = self.file("crlf.jsonl", b'{"t":1,"gpu_util":9}\r\n{"t":2,"gpu_util":9}\r\n')
+        for log, words in (
+                (LAB, "a snapshot, which 'tavrine show' reads"),
+                (crlf, "a recorder's log whose lines end in CR LF, of which \"tr -d '\\r'\" makes"
+                       " line feeds")):
+            with self.subTest(log):
+                done = run("diagnose", log)
+                self.assertEqual((done.returncode, done.stderr.decode()),
+                                 (1, f"tavrine: no points in {log}; it looks like {words}\n"))
+        mixed = run("diagnose", LAB, self.STALL)
+        self.assertEqual(mixed.stderr.decode(),
+                         f"tavrine: no points in {LAB}; it looks like a snapshot, which "
+                         "'tavrine show' reads\n")
+
     def test_wrong_usage(self):
         self.expect_usage(["diagnose"], "LOG is required", "tavrine diagnose")
         for span in ("15", "0s", "-1m", "infd", "1w", "all the rest"):
@@ -178,6 +193,12 @@ class Classify(ProgramTest):
         self.assertEqual((done.returncode, done.stderr), (
             1, b"tavrine: no stacks in standard input; 'py-spy dump --pid PID' prints them\n"))
 
+    def test_of_what_is_something_else_says_what(self):
+        done = run("classify", stdin=L40S.read_bytes())
+        self.assertEqual((done.returncode, done.stderr), (
+            1, b"tavrine: no stacks in standard input; it looks like what the GPU query prints, "
+               b"which 'tavrine parse gpus' reads\n"))
+
     def test_lines_that_gave_no_frame_are_counted(self):
         lost = b"of standard input %s neither a thread nor a frame, which is \"function (file:line)\""
         for more, words in ((b"    g\n", b"1 line " + lost % b"is"),
@@ -192,7 +213,8 @@ class Classify(ProgramTest):
                     b"tavrine: no stacks in standard input: [0].thread: expected a text, found a "
                     b"number\n")
         self.expect(run("classify", stdin=b'{"t":1,"py_spy":[]}'), 2, b"",
-                    b"tavrine: no stacks in standard input: thread: required key is missing\n")
+                    b"tavrine: no stacks in standard input: thread: required key is missing; it"
+                    b" looks like a recorder's log, which 'tavrine diagnose' reads\n")
         self.expect(run("classify", stdin=b'["a"'), 2, b"",
                     b"tavrine: no stacks in standard input: not JSON: expected ',' or ']' at line 1, "
                     b"column 5\n")

@@ -103,7 +103,8 @@ class Export(ProgramTest):
                     b"tavrine: no snapshot in standard input: timestamp: required key is missing\n")
         self.assertEqual(output.read_bytes(), b"old")
         self.expect(export("html", self.folder), 2, b"",
-                    f"tavrine: cannot read {self.folder}: Is a directory\n".encode())
+                    f"tavrine: cannot read {self.folder}: Is a directory; of a folder of captures"
+                    " 'tavrine assemble' makes a snapshot\n".encode())
 
     def test_of_what_cannot_be_written(self):
         with open("/dev/full", "wb") as full:

@@ -1,6 +1,7 @@
 """`parse` and `query`."""
 
 import datetime
+import gzip
 import json
 import resource
 import shutil
@@ -8,7 +9,7 @@ import signal
 import socket
 import subprocess
 
-from testing import (HOST_KINDS, KINDS, ProgramTest, ROW, ROW_JSON, golden_cases, no_core_dump, run,
+from testing import (HOST_KINDS, KINDS, LAB, ProgramTest, ROW, ROW_JSON, golden_cases, no_core_dump, run,
                      run_on_terminal)
 
 HEADING = ("GPU  Name  Util  Mem used  Mem total  Mem %  Temp  Power  Limit  Fan  SM clock  Mem clock"
@@ -178,6 +179,28 @@ class InputThatIsNoQueryOutput(ProgramTest):
         path = self.file("x\x1b.txt", b"No devices were found\n")
         self.expect(run("parse", "gpus", path), 0, b"[]\n",
                     self.HINT.format(str(path).replace("\x1b", "\\x1b")).encode())
+
+    def test_what_another_verb_reads_gets_its_name(self):
+        for arguments, file, words in (
+                (("gpus",), LAB, "no GPUs in {}; it looks like a snapshot, which 'tavrine show' reads"),
+                (("gpu-processes", "--table"), golden_cases.ROOT / "processes/header.ps",
+                 "no processes in {}; it looks like a process table, which 'tavrine parse"
+                 " processes' reads")):
+            with self.subTest(arguments):
+                done = run("parse", *arguments, file)
+                self.assertEqual((done.returncode, done.stderr.decode()),
+                                 (0, f"tavrine: {words.format(file)}\n"))
+
+    def test_what_is_no_text_is_told_of_whatever_is_read_from_it(self):
+        log = self.file("train.log", "loss: 0.5\n".encode("utf-16"))
+        for arguments in ((), ("--findings=json",)):
+            done = run("parse", "training-log", *arguments, log)
+            self.assertEqual((done.returncode, done.stderr.decode()),
+                             (0, f"tavrine: {log}: it looks like UTF-16, of which 'iconv -f UTF-16 "
+                                 "-t UTF-8' makes UTF-8\n"))
+        packed = self.file("train.log.gz", gzip.compress(b"loss: 0.5\n"))
+        self.assertEqual(run("parse", "training-log", packed).stderr.decode(),
+                         f"tavrine: {packed}: it looks like what gzip has packed: unpack it first\n")
 
     def test_findings_say_it_better(self):
         self.expect(run("parse", "gpus", "--findings", stdin=b"No devices were found\n"), 1,

@@ -88,7 +88,23 @@ class Check(ProgramTest):
 
     def test_of_what_cannot_be_read(self):
         self.expect(run("check", self.folder), 2, b"",
-                    f"tavrine: cannot read {self.folder}: Is a directory\n".encode())
+                    f"tavrine: cannot read {self.folder}: Is a directory; of a folder of captures"
+                    " 'tavrine assemble' makes a snapshot\n".encode())
+
+    def test_of_what_is_something_else_says_what(self):
+        log = golden_cases.ROOT / "diagnosis/compute_bound.jsonl"
+        done = run("check", log)
+        self.assertEqual((done.returncode, done.stderr),
+                         (2, b"tavrine: it looks like a recorder's log, which 'tavrine diagnose'"
+                             b" reads\n"))
+        for arguments in (("show",), ("export", "--format=html")):
+            with self.subTest(arguments):
+                done = run(*arguments, log)
+                self.assertEqual((done.returncode, done.stdout), (2, b""))
+                self.assertTrue(done.stderr.startswith(f"tavrine: no snapshot in {log}: not JSON: "
+                                                       .encode()))
+                self.assertTrue(done.stderr.endswith(b"; it looks like a recorder's log, which "
+                                                     b"'tavrine diagnose' reads\n"))
 
     def test_needs_to_be_told_of_what(self):
         self.expect_usage(["check"], "FILE is required", "tavrine check")
