@@ -18,11 +18,12 @@ const RecordTable& CommandResult::table() {
 
 std::string shortfall(const CommandResult& result) {
   std::string words;
-  if (result.leftOutFiles)
-    words = std::to_string(*result.leftOutFiles) + " files more were left out";
-  if (result.cutBytes) {
+  const std::int64_t files = result.leftOutFiles.value_or(0);
+  const std::int64_t bytes = result.cutBytes.value_or(0);
+  if (files > 0) words = std::to_string(files) + " files more were left out";
+  if (bytes > 0) {
     if (!words.empty()) words += ", and ";
-    words += std::to_string(*result.cutBytes) + " bytes more were not kept";
+    words += std::to_string(bytes) + " bytes more were not kept";
   }
   return words;
 }

@@ -90,6 +90,10 @@ TEST(Shortfall, isWhatTheCaptureDoesNotHave) {
   EXPECT_EQ(words(7, {}), "7 bytes more were not kept");
   EXPECT_EQ(words({}, 2), "2 files more were left out");
   EXPECT_EQ(words(7, 2), "2 files more were left out, and 7 bytes more were not kept");
+  // A host may print any number.
+  EXPECT_EQ(words(0, 0), "");
+  EXPECT_EQ(words(-7, -2), "");
+  EXPECT_EQ(words(7, -2), "7 bytes more were not kept");
 }
 
 }  // namespace
