@@ -53,6 +53,13 @@ constexpr auto kColumns = std::to_array<RecordColumn<RecordCount>>({
      [](const RecordCount& row) -> Cell { return std::to_string(row.count); }},
 });
 
+// Most snapshots hold few kinds, and two dozen rows of 0 would hide them.
+std::string countsText(std::vector<RecordCount> records, const TableStyle& style) {
+  std::erase_if(records, [](const RecordCount& row) { return row.count == 0; });
+  return records.empty() ? "it holds no records\n"
+                         : recordTable<RecordCount>(records, kColumns, style);
+}
+
 }  // namespace
 
 const RecordTable& RecordCount::table() {
@@ -108,7 +115,7 @@ std::string checkText(const CheckReport& report, const Findings& findings,
                       const TableStyle& style) {
   if (report.error) return "no snapshot: " + errorText(*report.error);
   std::string text = "a snapshot of " + report.timestamp.value_or("a time of no calendar") + "\n\n";
-  text.append(recordTable<RecordCount>(report.records, kColumns, style)).append("\n");
+  text.append(countsText(report.records, style)).append("\n");
   text.append(findingsText(findings));
   if (report.notWritable) {
     text.append("it cannot be written again: ").append(errorText(*report.notWritable));

@@ -51,7 +51,8 @@ CheckReport checkSnapshot(std::string_view document, Findings& findings);
 /// Whether there is anything that the user should look at.
 bool isClean(const CheckReport& report);
 
-/// A line that says what it is, a table of the counts and, unless nothing was lost, the losses.
+/// A line that says what it is, a table of the counts that are not 0 and, unless nothing was lost,
+/// the losses.
 std::string checkText(const CheckReport& report, const Findings& findings, const TableStyle& style);
 
 }  // namespace tavrine

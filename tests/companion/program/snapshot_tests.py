@@ -68,8 +68,17 @@ class Check(ProgramTest):
     def test_of_one_with_nothing_in_it(self):
         done = run("check", "-", stdin=self.EMPTY)
         self.assertEqual((done.returncode, done.stderr), (0, b""))
-        self.assertTrue(done.stdout.startswith(b"a snapshot of 2026-11-15T17:48:25Z\n\nRecord"))
-        self.assertTrue(done.stdout.endswith(b"\nnothing was lost\n"))
+        self.assertEqual(done.stdout, b"a snapshot of 2026-11-15T17:48:25Z\n\n"
+                                      b"it holds no records\n\nnothing was lost\n")
+        self.assertEqual(set(self.counts(run("check", "--json", "-", stdin=self.EMPTY)).values()),
+                         {0})
+
+    def test_tables_only_what_there_is(self):
+        document = (self.EMPTY[:-1] + b',"sensors":[{"serverName":"a","loadAverage":[],"diskIO":[],'
+                                      b'"capturedAt":"2026-11-15T17:48:25Z","cpuTemperatures":[]}]}')
+        done = run("check", "-", stdin=document)
+        self.assertEqual((done.returncode, done.stdout.decode().split("\n\n")[1]),
+                         (0, "Record         Count\nSystemSensors      1"))
 
     def test_of_what_is_no_snapshot(self):
         for document, words in ((b"", "not JSON: the document ends where a value is due at line 1, column 1"),
