@@ -10,6 +10,7 @@
 #include <TavrineShared/model/vocabulary.h>
 
 #include <string>
+#include <string_view>
 
 namespace tavrine {
 
@@ -33,7 +34,9 @@ Cell temperature(const GPUStat& gpu);
 /// The GPUs of a run are not known while its server's tool does not answer: then only what is used.
 std::string runMemory(const TrainingRun& run);
 
-/// Counted back from `takenAt`; "never" for the beginning of time, which stands for a server that
+inline constexpr std::string_view kNever = "never";
+
+/// Counted back from `takenAt`; never for the beginning of time, which stands for a server that
 /// has never answered.
 std::string lastSeen(const ServerSummary& server, Timestamp takenAt);
 

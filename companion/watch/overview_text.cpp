@@ -234,7 +234,8 @@ StyledLine OverviewText::server(const ServerSummary& server) const {
                   (server.gpus.empty() ? "" : " at " + meanUtilization(server)),
               Ink::plain);
   if (!server.gpus.empty()) addIfItFits(sumOfPower(server), Ink::plain);
-  addIfItFits("seen " + agoText(server.lastSeen, snapshot_.timestamp), Ink::faint);
+  const std::string seen = lastSeen(server, snapshot_.timestamp);
+  addIfItFits(seen == kNever ? "never seen" : "seen " + seen, Ink::faint);
   addIfItFits(shownText(server.host, kName), Ink::faint);
   if (server.diskFreeGB) addIfItFits(gibibytes(*server.diskFreeGB) + " free", Ink::faint);
   return line;

@@ -251,6 +251,12 @@ TEST(ScreenText, theOverviewShowsEveryGPU) {
   EXPECT_THAT(shown(lab(), "1", {24, 20}), HasSubstr("83.7%"));
 }
 
+TEST(ScreenText, aServerThatHasNeverAnsweredWasNeverSeen) {
+  AppSnapshot snapshot = lab();
+  snapshot.servers[0].lastSeen = Timestamp{};
+  EXPECT_THAT(shown(snapshot, "1"), HasSubstr("2207.2 W  never seen  10.0.1.42"));
+}
+
 TEST(ScreenText, theOverviewShowsRunsAndAlerts) {
   AppSnapshot snapshot = lab();
   snapshot.alerts[0].severity = AlertSeverity::critical;
