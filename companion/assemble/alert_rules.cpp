@@ -61,6 +61,13 @@ class AlertList {
   std::vector<TavrineAlert> alerts_;
 };
 
+std::string asSentence(std::string words) {
+  if (words.empty()) return words;
+  char& first = words.front();
+  if (first >= 'a' && first <= 'z') first = static_cast<char>(first - 'a' + 'A');
+  return words.ends_with('.') ? words : words + ".";
+}
+
 std::string gpuName(std::int64_t index) { return "GPU " + std::to_string(index); }
 
 void raiseHot(const ServerState& server, AlertList& alerts) {
@@ -166,7 +173,7 @@ std::vector<TavrineAlert> alertsOf(const ServerState& server, std::span<const Tr
                  "",
                  AlertSeverity::critical,
                  "Server offline",
-                 server.name + " did not answer.");
+                 server.problem ? asSentence(*server.problem) : server.name + " did not answer.");
   }
   raiseHot(server, alerts);
   raiseLost(server, previous, alerts);

@@ -29,6 +29,7 @@ class ServerReader {
     server.name = capture_.info.server;
     server.host = capture_.info.host;
     server.takenAt = capture_.info.takenAt;
+    server.problem = capture_.info.problem;
     server.connection = connection();
     tellCut();
     server.gpus = gpus();
@@ -68,10 +69,19 @@ class ServerReader {
     return result == nullptr || result->status == 0;
   }
 
+  // Who says that it has none of the tools is there all the same.
+  bool isReached() const {
+    const std::vector<CommandResult>& commands = capture_.info.commands;
+    return !capture_.texts.empty() ||
+           std::any_of(commands.begin(), commands.end(), [](const CommandResult& each) {
+             return each.status == kToolIsMissing;
+           });
+  }
+
   ServerConnectionState connection() const {
-    if (capture_.texts.empty()) return ServerConnectionState::offline;
+    if (!isReached()) return ServerConnectionState::offline;
     const bool isWhole =
-        !capture_.info.problem &&
+        !capture_.texts.empty() && !capture_.info.problem &&
         std::all_of(kCommandFiles.begin(), kCommandFiles.end(), [this](const CommandFile& each) {
           const CommandResult* const result = capture_.result(each.command);
           const bool isMissing = result != nullptr && result->status == kToolIsMissing;

@@ -19,6 +19,7 @@ struct ServerState {
   std::string name;
   std::string host;
   Timestamp takenAt;
+  std::optional<std::string> problem;  ///< why the host did not answer, or not to the end
   ServerConnectionState connection;
   std::vector<GPUStat> gpus;
   bool gpusAreKnown;                     ///< the GPU tool answered
@@ -28,8 +29,8 @@ struct ServerState {
   std::optional<DiskSpace> disk;
 };
 
-/// A host that answered nothing is offline; one that answered in part, or whose GPU tool is there
-/// and fails, is degraded. A tool that is not there is neither.
+/// A host that answered nothing is offline; one that answered in part, or that lacks every tool, or
+/// whose GPU tool is there and fails, is degraded. One tool that is not there is neither.
 ServerState readServer(const Capture& capture, FindingsBook& book);
 
 }  // namespace tavrine

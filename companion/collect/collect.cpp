@@ -38,7 +38,7 @@ std::vector<std::string> commandFor(const CollectRequest& request, const Collect
           "sh -s"};
 }
 
-std::string lastLine(const std::string& words) {
+std::string lastLine(std::string_view words) {
   std::string_view rest = trimmed(words);
   const std::size_t lineFeed = rest.rfind('\n');
   if (lineFeed != std::string_view::npos) rest.remove_prefix(lineFeed + 1);
@@ -48,13 +48,14 @@ std::string lastLine(const std::string& words) {
   return repairedUTF8(rest.substr(0, kMostBytes)).append(kEllipsis);
 }
 
-std::string because(const std::string& what, const std::string& words) {
+std::string because(const std::string& what, std::string_view words) {
   const std::string line = lastLine(words);
   return line.empty() ? what : what + ": " + line;
 }
 
 // Why the output is not whole; empty when it is, be it that the connection was then held open.
-std::string problemOf(const ChildEnd& end, const std::vector<Piece>& pieces,
+// `words` are what was printed beside it: some shells complain there and not where others do.
+std::string problemOf(const ChildEnd& end, const std::vector<Piece>& pieces, std::string_view words,
                       const std::string& program, double seconds) {
   if (!pieces.empty() && pieces.back().name == kLastPiece) return "";
   switch (end.way) {
@@ -71,9 +72,10 @@ std::string problemOf(const ChildEnd& end, const std::vector<Piece>& pieces,
     case Way::exited:
       break;
   }
-  const std::string what =
-      pieces.empty() ? "no answer, but status " : "it ended too early, with status ";
-  return because(what + std::to_string(end.status), end.words);
+  const std::string status = std::to_string(end.status);
+  if (!pieces.empty()) return because("it ended too early, with status " + status, end.words);
+  return because("no answer, but status " + status,
+                 trimmed(end.words).empty() ? words : std::string_view(end.words));
 }
 
 // One host while it is being asked.
@@ -101,21 +103,23 @@ std::vector<Capture> collect(const CollectRequest& request,
     inquiry.capture.info.host = host.destination.empty() ? host.server : host.destination;
     std::vector<std::string> command = commandFor(request, host);
     const std::string program = command.front();
-    tasks.push_back({.command = std::move(command),
-                     .input = script,
-                     .seconds = request.seconds,
-                     .mostBytes = kBabbling * request.mostBytesOfHost,
-                     .onOutput = [&inquiry](std::string_view bytes) { inquiry.reader.feed(bytes); },
-                     .onEnd =
-                         [&, program, seconds = request.seconds](const ChildEnd& end) {
-                           std::vector<Piece> pieces = inquiry.reader.take();
-                           const std::string problem = problemOf(end, pieces, program, seconds);
-                           CaptureInfo info = std::move(inquiry.capture.info);
-                           // JSON times carry whole seconds.
-                           info.takenAt = std::chrono::floor<std::chrono::seconds>(currentTime());
-                           inquiry.capture = captureOf(std::move(info), std::move(pieces), problem);
-                           onHost(++ended);
-                         }});
+    tasks.push_back(
+        {.command = std::move(command),
+         .input = script,
+         .seconds = request.seconds,
+         .mostBytes = kBabbling * request.mostBytesOfHost,
+         .onOutput = [&inquiry](std::string_view bytes) { inquiry.reader.feed(bytes); },
+         .onEnd =
+             [&, program, seconds = request.seconds](const ChildEnd& end) {
+               std::vector<Piece> pieces = inquiry.reader.take();
+               const std::string problem =
+                   problemOf(end, pieces, inquiry.reader.wordsOutside(), program, seconds);
+               CaptureInfo info = std::move(inquiry.capture.info);
+               // JSON times carry whole seconds.
+               info.takenAt = std::chrono::floor<std::chrono::seconds>(currentTime());
+               inquiry.capture = captureOf(std::move(info), std::move(pieces), problem);
+               onHost(++ended);
+             }});
   }
   runChildren(tasks, request.atOnce, mustStop);
   std::vector<Capture> captures;

@@ -11,6 +11,7 @@ namespace {
 
 // More than any marker needs.
 constexpr std::size_t kLongestMarker = 200;
+constexpr std::size_t kMostWordsOutside = 2000;
 
 std::string withoutCarriageReturns(std::string_view text) {
   std::string kept;
@@ -45,11 +46,13 @@ void PieceReader::feed(std::string_view bytes) {
   }
 }
 
+std::string_view PieceReader::wordsOutside() const {
+  return outside_.size() > kMostWordsOutside ? std::string_view() : outside_;
+}
+
 std::vector<Piece> PieceReader::take() {
-  if (isOpen_) {
-    if (!isPlain_) keep(line_);
-    close(std::nullopt);
-  }
+  if (!isPlain_) keep(line_);
+  if (isOpen_) close(std::nullopt);
   return std::move(pieces_);
 }
 
@@ -90,7 +93,10 @@ bool PieceReader::handleMarker(std::string_view line) {
 }
 
 void PieceReader::keep(std::string_view bytes) {
-  if (!isOpen_) return;
+  if (!isOpen_) {
+    outside_.append(bytes.substr(0, kMostWordsOutside + 1 - outside_.size()));
+    return;
+  }
   piece_.bytes += bytes.size();
   const std::size_t room = std::min(room_, mostBytes_ - std::min(mostBytes_, piece_.text.size()));
   const std::string_view kept = bytes.substr(0, room);

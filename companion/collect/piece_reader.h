@@ -25,9 +25,12 @@ class PieceReader {
       : word_(std::move(word)), mostBytes_(mostBytes), room_(mostInAll) {}
 
   /// The next bytes of the output, cut anywhere. Whatever stands outside of pieces, such as what a
-  /// login shell says, is passed over. Where lines come with a carriage return, as through a
+  /// login shell says, is in none of them. Where lines come with a carriage return, as through a
   /// terminal, it is taken off.
   void feed(std::string_view bytes);
+
+  /// What stood outside of pieces, as long as that is a few words and no flood.
+  std::string_view wordsOutside() const;
 
   /// All pieces, with the one that has no end last. To be called once, at the end.
   std::vector<Piece> take();
@@ -40,6 +43,7 @@ class PieceReader {
   void close(std::optional<std::int64_t> status);
 
   std::string word_;
+  std::string outside_;
   std::size_t mostBytes_;
   std::size_t room_;
   std::string line_;      // what has come of a line that may be a marker

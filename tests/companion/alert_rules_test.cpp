@@ -140,6 +140,9 @@ TEST(AlertsOf, tellsOfAServerThatIsOffline) {
   ServerState gone = server();
   gone.connection = ServerConnectionState::offline;
   EXPECT_THAT(titles(alertsOf(gone, {}, nullptr)), ElementsAre("critical Server offline"));
+  EXPECT_EQ(alertsOf(gone, {}, nullptr).front().message, "gpu-01 did not answer.");
+  gone.problem = "no answer within 30 s";
+  EXPECT_EQ(alertsOf(gone, {}, nullptr).front().message, "No answer within 30 s.");
   gone.connection = ServerConnectionState::degraded;
   EXPECT_THAT(alertsOf(gone, {}, nullptr), IsEmpty());
 }

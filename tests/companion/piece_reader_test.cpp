@@ -214,5 +214,24 @@ TEST(PieceReader, hasNothingOfAWordThatIsNotIts) {
   EXPECT_THAT(readWhole("WORD begin a\n1\nWORD end a 0\n"), IsEmpty());
 }
 
+TEST(WordsOutside, areAllThatStandsInNoPieceHoweverItIsCut) {
+  const std::string output = "hello\nW0RD begin a\nin\nW0RD end a 0\nW0RD x\nbye";
+  for (std::size_t size = 1; size <= output.size(); ++size) {
+    PieceReader reader("W0RD", kPlenty, kPlenty);
+    for (std::size_t at = 0; at < output.size(); at += size) reader.feed(output.substr(at, size));
+    reader.take();
+    EXPECT_EQ(reader.wordsOutside(), "hello\nW0RD x\nbye") << "in blocks of " << size;
+  }
+}
+
+TEST(WordsOutside, areNoneOfAFlood) {
+  PieceReader reader("W0RD", kPlenty, kPlenty);
+  reader.feed(std::string(2000, 'x'));
+  EXPECT_EQ(reader.wordsOutside().size(), 2000U);
+  reader.feed("x");
+  reader.feed("x");
+  EXPECT_EQ(reader.wordsOutside(), "");
+}
+
 }  // namespace
 }  // namespace tavrine

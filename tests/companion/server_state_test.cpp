@@ -81,6 +81,12 @@ INSTANTIATE_TEST_SUITE_P(
            c.info.problem = "no answer within 30 s";
          },
          kOffline},
+        {"everyToolIsMissing",
+         [](Capture& c) {
+           c.texts.clear();
+           for (CommandResult& each : c.info.commands) each.status = 127;
+         },
+         kDegraded},
         {"problem", [](Capture& c) { c.info.problem = "it ended too early"; }, kDegraded},
         {"toolIsMissing", [](Capture& c) { lose(c, "gpus", "gpus.csv"); }, kConnected},
         {"toolFails", [](Capture& c) { resultOf(c, "gpus").status = 9; }, kDegraded},

@@ -240,6 +240,22 @@ class Hosts(CollectTest):
         self.state("echo 'no such host' >&2; exit 255",
                    problem="no answer, but status 255: no such host")
 
+    def test_one_that_complains_where_others_answer(self):
+        self.state("echo 'Welcome'; echo 'This account is not available.'; exit 1",
+                   problem="no answer, but status 1: This account is not available.")
+        self.state("echo 'Welcome'; echo 'gone' >&2; exit 1",
+                   problem="no answer, but status 1: gone")
+
+    def test_one_that_has_no_tool(self):
+        (self.folder / "none").mkdir()
+        self.state(f"PATH={self.folder}/none exec /bin/sh -s", state="degraded", status=0)
+
+    def test_one_that_is_offline_is_told_why_in_its_alert(self):
+        done = self.state("echo 'no such host' >&2; exit 255",
+                          problem="no answer, but status 255: no such host")
+        self.assertEqual([alert["message"] for alert in json.loads(done.stdout)["alerts"]],
+                         ["No answer, but status 255: no such host."])
+
     def test_one_that_greets(self):
         for greeting in ("echo welcome", "printf 'welcome > '", "printf '\\377\\000\\033[2J'"):
             with self.subTest(greeting):
