@@ -50,6 +50,9 @@ bool isCapture(const fs::path& folder) {
 std::vector<fs::path> captureFolders(const std::string& name) {
   const fs::path folder(name);
   if (isCapture(folder)) return {folder};
+  if (fs::is_regular_file(folder)) {
+    throw std::runtime_error(name + ": no folder, as captures are; an archive must be unpacked");
+  }
   std::error_code error;
   const fs::directory_iterator entries(folder, error);
   if (error) throw fs::filesystem_error("cannot read", folder, error);

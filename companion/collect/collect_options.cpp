@@ -19,6 +19,7 @@
 #include <set>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 
 namespace tavrine {
 
@@ -258,7 +259,8 @@ std::filesystem::path defaultConfigFile() {
 void applyConfig(CLI::App& command, const CollectOptions& options) {
   const std::filesystem::path file =
       options.config ? std::filesystem::path(*options.config) : defaultConfigFile();
-  if (!options.config && !std::filesystem::exists(file)) return;
+  std::error_code unknown;  // then reading says why
+  if (!options.config && !std::filesystem::exists(file, unknown) && !unknown) return;
   const FileBytes content = readFile(file);
   try {
     for (const Setting& setting : settingsIn(content.text())) {

@@ -38,10 +38,11 @@ std::vector<StyledLine> wordsPage(const ScreenModel& model) {
       lines.emplace_back().add("  " + shownText(model.problem(), kWidestWords), Ink::yellow);
     }
     lines.emplace_back();
-    lines.emplace_back().add(
-        "  It is shown as soon as it is there. 'tavrine watch --demo' shows a"
-        " made-up lab.",
-        Ink::faint);
+    for (const char* const words :
+         {"  It is shown as soon as it is there; 'tavrine refresh' makes one.",
+          "  'tavrine watch --host HOST' asks a host, and '--demo' shows a made-up lab."}) {
+      lines.emplace_back().add(words, Ink::faint);
+    }
   }
   return lines;
 }

@@ -134,11 +134,10 @@ class Collect(CollectTest):
         self.assertEqual((done.returncode, done.stdout), (2, b""))
         self.assertEqual(done.stderr, "tavrine: empty: no capture, and no folder of captures\n")
         self.file("packed.tar.gz", b"")
-        for name, why in (("packed.tar.gz", "Not a directory"),
-                          ("none", "No such file or directory")):
+        for name, why in (("packed.tar.gz", "no folder, as captures are; an archive must be unpacked"),
+                          ("none", "cannot read: No such file or directory")):
             done = self.tavrine("assemble", name)
-            self.assertEqual((done.returncode, done.stderr),
-                             (2, f"tavrine: {name}: cannot read: {why}\n"))
+            self.assertEqual((done.returncode, done.stderr), (2, f"tavrine: {name}: {why}\n"))
 
     def test_what_was_lost_is_told_by_all(self):
         self.script("bin/nvidia-smi", "echo nonsense")

@@ -159,6 +159,13 @@ class Show(ProgramTest):
                     f"tavrine: there is no latest snapshot, {self.folder}/.tavrine/latest.json; "
                     "'tavrine refresh' makes one, and 'tavrine demo' shows a made-up lab\n".encode())
 
+    def test_where_nobody_can_look_for_the_latest(self):
+        (self.folder / ".tavrine").symlink_to(".tavrine")
+        done = subprocess.run([PROGRAM, "show"], capture_output=True,
+                              env=environment(HOME=str(self.folder)))
+        self.expect(done, 2, b"", f"tavrine: cannot read {self.folder}/.tavrine/latest.json: "
+                                  "Too many levels of symbolic links\n".encode())
+
     def test_of_what_is_no_snapshot(self):
         self.expect(run("show", "-", stdin=b"{}"), 2, b"",
                     b"tavrine: no snapshot in standard input: timestamp: required key is missing\n")

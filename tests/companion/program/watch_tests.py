@@ -425,7 +425,8 @@ class OnAScreen(ProgramTest):
         latest = self.folder / "latest.json"
         beside = self.folder / "beside"
         self.show(latest)
-        self.wait_for("Waiting for a snapshot", "No such file or directory")
+        self.wait_for("Waiting for a snapshot", "No such file or directory",
+                      "'tavrine refresh' makes one", "'--demo' shows a made-up lab.")
 
         def replace(document):
             beside.write_bytes(document)
