@@ -1,12 +1,12 @@
 #include "companion/assemble/alert_rules.h"
 
+#include "companion/assemble/previous_snapshot.h"
 #include "companion/assemble/thresholds.h"
 #include "companion/views/number_text.h"
 #include "companion/views/quantity_text.h"
 
 #include <TavrineShared/model/stable_id.h>
 
-#include <algorithm>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -103,11 +103,8 @@ void raiseLostBefore(const ServerState& server, const AppSnapshot& previous, Ale
 void raiseLost(const ServerState& server, const AppSnapshot* previous, AlertList& alerts) {
   if (previous == nullptr || !server.gpusAreKnown) return;
   raiseLostBefore(server, *previous, alerts);
-  const auto before =
-      std::find_if(previous->servers.begin(),
-                   previous->servers.end(),
-                   [&](const ServerSummary& each) { return each.name == server.name; });
-  if (before == previous->servers.end()) return;
+  const ServerSummary* const before = previousServer(previous, server.name);
+  if (before == nullptr) return;
   std::unordered_set<std::int64_t> there;
   for (const GPUStat& gpu : server.gpus) there.insert(gpu.index);
   for (const GPUStat& gpu : before->gpus) {

@@ -2,6 +2,7 @@
 
 #include "companion/assemble/agent_reports.h"
 #include "companion/assemble/alert_rules.h"
+#include "companion/assemble/previous_snapshot.h"
 #include "companion/assemble/run_state.h"
 #include "companion/assemble/server_state.h"
 #include "companion/shell/encodable.h"
@@ -42,12 +43,8 @@ std::vector<const Capture*> newestOfEach(std::span<const Capture> captures, Find
 
 Timestamp lastSeen(const ServerState& server, const AppSnapshot* previous) {
   if (server.connection != ServerConnectionState::offline) return server.takenAt;
-  if (previous == nullptr) return Timestamp{};
-  const auto before =
-      std::find_if(previous->servers.begin(),
-                   previous->servers.end(),
-                   [&](const ServerSummary& each) { return each.name == server.name; });
-  return before == previous->servers.end() ? Timestamp{} : before->lastSeen;
+  const ServerSummary* const before = previousServer(previous, server.name);
+  return before == nullptr ? Timestamp{} : before->lastSeen;
 }
 
 ServerSummary summaryOf(const ServerState& server, const std::vector<TrainingRun>& runs,

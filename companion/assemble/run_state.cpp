@@ -1,7 +1,11 @@
 #include "companion/assemble/run_state.h"
 
+#include "companion/assemble/framework.h"
+#include "companion/assemble/previous_snapshot.h"
+#include "companion/assemble/run_logs.h"
 #include "companion/assemble/thresholds.h"
 #include "companion/shell/encodable.h"
+#include "companion/views/gpu_sums.h"
 #include "companion/views/quantity_text.h"
 
 #include <TavrineShared/foundation/unicode_text.h>
@@ -12,11 +16,8 @@
 #include <TavrineShared/recorder/runtime_diagnosis.h>
 
 #include <algorithm>
-#include <array>
 #include <limits>
-#include <numeric>
 #include <optional>
-#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -31,34 +32,6 @@ constexpr std::size_t kRecentPoints = 60;
 constexpr std::size_t kMetricsKept = 96;
 
 double secondsBetween(Timestamp earlier, Timestamp later) { return (later - earlier).count(); }
-
-// --- What the logs are ---
-
-struct RunLogs {
-  std::string name;
-  const std::string* training;  // null when there is none
-  const std::string* recorder;
-  const CapturedRun* places;  // null when the capture does not say
-};
-
-std::vector<RunLogs> logsOf(const Capture& capture) {
-  std::set<std::string> names;
-  const std::string prefix = std::string(kRunsFolder) + "/";
-  for (auto each = capture.texts.lower_bound(prefix);
-       each != capture.texts.end() && each->first.starts_with(prefix);
-       ++each) {
-    names.insert(each->first.substr(prefix.size(), each->first.rfind('/') - prefix.size()));
-  }
-  std::vector<RunLogs> runs;
-  for (const std::string& name : names) {
-    const auto file = [&](std::string_view which) {
-      return capture.text(prefix + name + "/" + std::string(which));
-    };
-    RunLogs logs{name, file(kTrainingLogFile), file(kRecorderLogFile), capture.run(name)};
-    if (logs.training != nullptr || logs.recorder != nullptr) runs.push_back(logs);
-  }
-  return runs;
-}
 
 // The last lines of a log, but not more than fit on a screen.
 std::string tailOf(std::string_view log) {
@@ -76,47 +49,6 @@ std::string tailOf(std::string_view log) {
   std::string_view tail = log.substr(start);
   if (tail.starts_with('\n')) tail.remove_prefix(1);
   return repairedUTF8(tail);
-}
-
-// What people call the tool they train with, by a word that its command lines and logs have. The
-// more special one stands first.
-struct Framework {
-  std::string_view word;
-  std::string_view name;
-};
-constexpr auto kFrameworks = std::to_array<Framework>({
-    {"megatron", "Megatron"},
-    {"deepspeed", "PyTorch + DeepSpeed"},
-    {"accelerate", "PyTorch + Accelerate"},
-    {"lightning", "PyTorch Lightning"},
-    {"torchrun", "PyTorch"},
-    {"torch", "PyTorch"},
-    {"tensorflow", "TensorFlow"},
-    {"keras", "Keras"},
-    {"jax", "JAX"},
-});
-
-std::string frameworkIn(const std::string& words) {
-  const std::string lower = lowercased(words);
-  for (const Framework& each : kFrameworks) {
-    if (lower.find(each.word) != std::string::npos) return std::string(each.name);
-  }
-  return "unknown";
-}
-
-// --- GPUs ---
-
-template <class Get>
-double sumOver(const std::vector<GPUStat>& gpus, const Get& get) {
-  return std::accumulate(gpus.begin(), gpus.end(), 0.0, [&get](double sum, const GPUStat& gpu) {
-    return sum + get(gpu);
-  });
-}
-
-double meanUtilization(const std::vector<GPUStat>& gpus) {
-  if (gpus.empty()) return 0;
-  return sumOver(gpus, [](const GPUStat& gpu) { return gpu.utilizationPercent; }) /
-         static_cast<double>(gpus.size());
 }
 
 double maxUtilization(const std::vector<GPUStat>& gpus) {
@@ -137,8 +69,6 @@ double trainingMemoryMB(const std::vector<ProcessStat>& processes) {
   }
   return sum;
 }
-
-// --- The run ---
 
 UUID runID(const std::string& server, const std::string& run) {
   // No name holds a line feed, so no two runs have the same text.
@@ -278,18 +208,18 @@ class RunReader {
   void fillFigures(TrainingRun& run) const {
     const bool holdsGPUs = run.status.isActive();
     const std::vector<GPUStat>& gpus = server_.gpus;
-    const auto powerOf = [](const GPUStat& gpu) { return gpu.powerDrawW; };
-    const auto totalOf = [](const GPUStat& gpu) { return gpu.memoryTotalMB; };
+    const double utilization = meanOver(gpus, &GPUStat::utilizationPercent).value_or(0);
+    const double power = sumOver(gpus, &GPUStat::powerDrawW);
     // What a recorder saw long ago is not what the run does now.
     const bool isSampled = hasFreshSample();
     const auto sampled = [&](std::optional<double> RecorderLogPoint::*figure, double otherwise) {
       return isSampled ? (sample_->*figure).value_or(otherwise) : otherwise;
     };
-    run.gpuUtilization = sampled(&RecorderLogPoint::gpuUtil, holdsGPUs ? meanUtilization(gpus) : 0);
-    run.powerDrawW = sampled(&RecorderLogPoint::powerW, holdsGPUs ? sumOver(gpus, powerOf) : 0);
+    run.gpuUtilization = sampled(&RecorderLogPoint::gpuUtil, holdsGPUs ? utilization : 0);
+    run.powerDrawW = sampled(&RecorderLogPoint::powerW, holdsGPUs ? power : 0);
     run.vramUsedGB = gibibytesIn(
         sampled(&RecorderLogPoint::vramMB, holdsGPUs ? trainingMemoryMB(server_.processes) : 0));
-    run.vramTotalGB = gibibytesIn(sumOver(gpus, totalOf));
+    run.vramTotalGB = gibibytesIn(sumOver(gpus, &GPUStat::memoryTotalMB));
   }
 
   std::string framework(const TrainingRun& run) const {
@@ -347,20 +277,12 @@ class RunReader {
   const RecorderLogPoint* sample_ = nullptr;  // the newest periodic one
 };
 
-const TrainingRun* previousRun(const AppSnapshot* previous, const UUID& id) {
-  if (previous == nullptr) return nullptr;
-  const auto found = std::find_if(previous->runs.begin(),
-                                  previous->runs.end(),
-                                  [&id](const TrainingRun& run) { return run.id == id; });
-  return found == previous->runs.end() ? nullptr : &*found;
-}
-
 }  // namespace
 
 std::vector<TrainingRun> readRuns(const Capture& capture, const ServerState& server,
                                   const AppSnapshot* previous, FindingsBook& book) {
   std::vector<TrainingRun> runs;
-  for (const RunLogs& logs : logsOf(capture)) {
+  for (const RunLogs& logs : runLogsOf(capture)) {
     const TrainingRun* const before = previousRun(previous, runID(server.name, logs.name));
     runs.push_back(RunReader(logs, server, before, book).read());
   }

@@ -1,23 +1,12 @@
 #include "companion/views/snapshot_cells.h"
 
+#include "companion/views/gpu_sums.h"
 #include "companion/views/quantity_text.h"
 #include "companion/views/snapshot_parts.h"
 
 #include <TavrineShared/foundation/unicode_text.h>
 
-#include <vector>
-
 namespace tavrine {
-
-namespace {
-
-double sumOver(const std::vector<GPUStat>& gpus, double GPUStat::*figure) {
-  double sum = 0;
-  for (const GPUStat& gpu : gpus) sum += gpu.*figure;
-  return sum;
-}
-
-}  // namespace
 
 std::string gpuMemory(double usedMB, double totalMB) {
   return totalMB > 0 ? gibibytesUsed(gibibytesIn(usedMB), gibibytesIn(totalMB))
@@ -30,9 +19,7 @@ std::string gpuMemory(const ServerSummary& server) {
 }
 
 std::string meanUtilization(const ServerSummary& server) {
-  if (server.gpus.empty()) return std::string(kAbsent);
-  const double sum = sumOver(server.gpus, &GPUStat::utilizationPercent);
-  return withUnit(sum / static_cast<double>(server.gpus.size()), "%");
+  return withUnit(meanOver(server.gpus, &GPUStat::utilizationPercent), "%");
 }
 
 std::string sumOfPower(const ServerSummary& server) {
