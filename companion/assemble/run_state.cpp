@@ -7,6 +7,7 @@
 #include "companion/shell/encodable.h"
 #include "companion/views/gpu_sums.h"
 #include "companion/views/quantity_text.h"
+#include "companion/views/text_lines.h"
 
 #include <TavrineShared/foundation/unicode_text.h>
 #include <TavrineShared/model/stable_id.h>
@@ -35,20 +36,12 @@ double secondsBetween(Timestamp earlier, Timestamp later) { return (later - earl
 
 // The last lines of a log, but not more than fit on a screen.
 std::string tailOf(std::string_view log) {
+  constexpr std::size_t kMostLines = 20;
   constexpr std::size_t kMostBytes = 4096;
-  constexpr int kMostLines = 20;
-  while (!log.empty() && (log.back() == '\n' || log.back() == '\r')) log.remove_suffix(1);
-  std::size_t start = log.size();
-  for (int lines = 0; lines < kMostLines && start > 0; ++lines) {
-    const std::size_t lineFeed = log.rfind('\n', start - 1);
-    const std::size_t lineStart = lineFeed == std::string_view::npos ? 0 : lineFeed + 1;
-    if (log.size() - lineStart > kMostBytes) break;
-    start = lineStart == 0 ? 0 : lineStart - 1;
-  }
-  if (start == log.size()) start = log.size() - std::min(log.size(), kMostBytes);
-  std::string_view tail = log.substr(start);
-  if (tail.starts_with('\n')) tail.remove_prefix(1);
-  return repairedUTF8(tail);
+  while (log.ends_with('\n') || log.ends_with('\r')) log.remove_suffix(1);
+  // An empty line that it begins with is not worth one of them.
+  if (log.starts_with('\n')) log.remove_prefix(1);
+  return repairedUTF8(lastLines(log, kMostLines, kMostBytes));
 }
 
 double maxUtilization(const std::vector<GPUStat>& gpus) {

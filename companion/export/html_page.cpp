@@ -10,6 +10,7 @@
 #include "companion/views/snapshot_tables.h"
 #include "companion/views/status_ink.h"
 #include "companion/views/table_layout.h"
+#include "companion/views/text_lines.h"
 
 #include <TavrineShared/parsers/text_rules.h>
 
@@ -266,16 +267,9 @@ Markup runCharts(const TrainingRun& run) {
 }
 
 Markup logDetails(const TrainingRun& run) {
-  std::vector<std::string_view> lines;
-  for (std::string_view rest = run.logTail; !rest.empty();) {
-    const std::size_t end = std::min(rest.find('\n'), rest.size());
-    lines.push_back(rest.substr(0, end));
-    rest.remove_prefix(std::min(end + 1, rest.size()));
-  }
-  if (lines.empty()) return {};
-  const std::size_t first = lines.size() - std::min(lines.size(), kLogLines);
+  if (run.logTail.empty()) return {};
   Markup shown;
-  for (const std::string_view line : std::span(lines).subspan(first)) {
+  for (const std::string_view line : linesOf(lastLines(run.logTail, kLogLines))) {
     shown += markup(line.ends_with('\r') ? line.substr(0, line.size() - 1) : line);
     shown.html.push_back('\n');
   }

@@ -4,6 +4,7 @@
 #include "companion/views/number_text.h"
 #include "companion/views/quantity_text.h"
 #include "companion/views/snapshot_cells.h"
+#include "companion/views/text_lines.h"
 #include "companion/watch/run_insight.h"
 #include "companion/watch/run_words.h"
 
@@ -60,11 +61,7 @@ void DetailPage::chartOf(const std::vector<TrainingMetric>& steps, double Traini
   const std::string drawn = chart(
       values,
       {.glyphs = glyphs_, .lowest = range.lowest, .highest = range.highest, .label = fourDigits});
-  for (std::string_view rest = drawn; !rest.empty();) {
-    const std::size_t end = rest.find('\n');
-    line().add("  ").add(rest.substr(0, end), Ink::cyan);
-    rest.remove_prefix(end + 1);
-  }
+  for (const std::string_view row : linesOf(drawn)) line().add("  ").add(row, Ink::cyan);
 }
 
 std::string overSteps(const std::vector<TrainingMetric>& steps) {
@@ -151,21 +148,10 @@ void addStack(DetailPage& page, const TrainingRun& run) {
 
 void addLog(DetailPage& page, std::string_view log) {
   while (log.ends_with('\n')) log.remove_suffix(1);
+  if (log.starts_with('\n')) log.remove_prefix(1);
   if (log.empty()) return;
   page.title("Log");
-  std::size_t begin = log.size();
-  for (std::size_t lines = 0; begin > 0 && lines < kMostLogLines; ++lines) {
-    begin = log.rfind('\n', begin - 1);
-    if (begin == std::string_view::npos) begin = 0;
-  }
-  log.remove_prefix(begin);
-  if (log.starts_with('\n')) log.remove_prefix(1);
-  while (true) {
-    const std::size_t end = log.find('\n');
-    page.text(log.substr(0, end));
-    if (end == std::string_view::npos) return;
-    log.remove_prefix(end + 1);
-  }
+  for (const std::string_view line : linesOf(lastLines(log, kMostLogLines))) page.text(line);
 }
 
 }  // namespace

@@ -282,6 +282,8 @@ INSTANTIATE_TEST_SUITE_P(
         {"onlyLineFeeds", "\n\n", ""},
         {"oneLine", "a", "a"},
         {"noLineFeedsAtItsEnd", "a\nb\r\n\n", "a\nb"},
+        {"noEmptyLineAtItsBeginning", "\na\nb", "a\nb"},
+        {"emptyLinesInBetween", "a\n\nb", "a\n\nb"},
         {"twentyLines", numberedLines(1, 20), numberedLines(1, 20)},
         {"moreLines", numberedLines(1, 21) + "\n", numberedLines(2, 21)},
         {"longLines",
