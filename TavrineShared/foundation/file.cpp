@@ -1,5 +1,7 @@
 #include <TavrineShared/foundation/file.h>
 
+#include <TavrineShared/foundation/ascii.h>
+
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/file.h>
@@ -66,19 +68,18 @@ constexpr const char* kCannotWrite = "cannot write";
 constexpr std::string_view kTemporaryPrefix = ".tavrine-";
 constexpr std::string_view kTemporarySuffix = ".tmp";
 constexpr std::size_t kTemporaryDigits = 16;
-constexpr std::string_view kHexadecimal = "0123456789abcdef";
 
 std::string newTemporaryName() {
   std::random_device random;
   std::string name(kTemporaryPrefix);
-  for (std::size_t i = 0; i < kTemporaryDigits; ++i) name += kHexadecimal[random() & 0xFU];
+  for (std::size_t i = 0; i < kTemporaryDigits; ++i) name += ascii::kHexDigits[random() & 0xFU];
   return name.append(kTemporarySuffix);
 }
 
 bool isTemporaryName(std::string_view name) {
   return name.size() == kTemporaryPrefix.size() + kTemporaryDigits + kTemporarySuffix.size() &&
          name.starts_with(kTemporaryPrefix) && name.ends_with(kTemporarySuffix) &&
-         name.find_first_not_of(kHexadecimal, kTemporaryPrefix.size()) ==
+         name.find_first_not_of(ascii::kHexDigits, kTemporaryPrefix.size()) ==
              name.size() - kTemporarySuffix.size();
 }
 

@@ -2,6 +2,8 @@
 // Private: no public header includes it.
 #pragma once
 
+#include <TavrineShared/foundation/ascii.h>
+
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -10,8 +12,6 @@
 #include <system_error>
 
 namespace tavrine {
-
-constexpr bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 class JSONNumber {
  public:
@@ -68,14 +68,16 @@ inline const char* JSONNumber::scan(const char* p, const char* end) {
   if (isNegative_) ++p;
   digits_ = p;
   std::uint64_t mantissa = 0;
-  for (; p != end && isDigit(*p); ++p) mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
+  for (; p != end && ascii::isDigit(*p); ++p)
+    mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
   digitCount_ = p - digits_;
   if (digitCount_ == 0) return fail(p, "expected a digit");
   if (*digits_ == '0' && digitCount_ != 1) return fail(digits_, "a number with a leading zero");
   fractionDigits_ = 0;
   if (p != end && *p == '.') {
     const char* const fraction = ++p;
-    for (; p != end && isDigit(*p); ++p) mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
+    for (; p != end && ascii::isDigit(*p); ++p)
+      mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
     fractionDigits_ = p - fraction;
     if (fractionDigits_ == 0) return fail(p, "expected a digit behind the point");
     digitCount_ += fractionDigits_;
@@ -86,7 +88,7 @@ inline const char* JSONNumber::scan(const char* p, const char* end) {
     const bool isNegative = p != end && *p == '-';
     if (p != end && (*p == '-' || *p == '+')) ++p;
     const char* const exponent = p;
-    for (; p != end && isDigit(*p); ++p) {
+    for (; p != end && ascii::isDigit(*p); ++p) {
       if (exponent_ < kExponentCap) exponent_ = exponent_ * 10 + (*p - '0');
     }
     if (p == exponent) return fail(p, "expected a digit in the exponent");
@@ -100,7 +102,7 @@ inline const char* JSONNumber::scan(const char* p, const char* end) {
 inline JSONNumber::Significand JSONNumber::significand() const {
   Significand result;
   std::int64_t pendingZeros = 0;
-  for (const char* p = digits_; p != end_ && (isDigit(*p) || *p == '.'); ++p) {
+  for (const char* p = digits_; p != end_ && (ascii::isDigit(*p) || *p == '.'); ++p) {
     if (*p == '.') continue;
     if (*p == '0') {
       if (result.count != 0) ++pendingZeros;

@@ -5,6 +5,7 @@
 
 #include <TavrineShared/foundation/json_reader.h>
 
+#include <TavrineShared/foundation/ascii.h>
 #include <TavrineShared/foundation/json_number.h>
 #include <TavrineShared/foundation/json_scan.h>
 #include <TavrineShared/foundation/unicode_text.h>
@@ -42,7 +43,7 @@ class OpenLevels {
 };
 
 constexpr int hexDigit(char c) {
-  if (isDigit(c)) return c - '0';
+  if (ascii::isDigit(c)) return c - '0';
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
   if (c >= 'A' && c <= 'F') return c - 'A' + 10;
   return -1;
@@ -218,7 +219,7 @@ inline const char* JSONReader::scanLeaf(const char* p) {
     case 'n':
       return scanLiteral(p, "null");
     default: {
-      if (*p != '-' && !isDigit(*p)) return fail(p, "expected a value");
+      if (*p != '-' && !ascii::isDigit(*p)) return fail(p, "expected a value");
       JSONNumber number;
       return scanNumber(p, number);
     }
@@ -290,7 +291,7 @@ JSONKind JSONReader::peek() const {
     case 'n':
       return JSONKind::null;
     default:
-      return *p_ == '-' || isDigit(*p_) ? JSONKind::number : JSONKind::none;
+      return *p_ == '-' || ascii::isDigit(*p_) ? JSONKind::number : JSONKind::none;
   }
 }
 
@@ -308,14 +309,14 @@ JSONResult JSONReader::mismatch() {
 }
 
 JSONResult JSONReader::readInteger(std::int64_t& value) {
-  if (p_ == end_ || (*p_ != '-' && !isDigit(*p_))) return mismatch();
+  if (p_ == end_ || (*p_ != '-' && !ascii::isDigit(*p_))) return mismatch();
   JSONNumber number;
   if (!moveTo(scanNumber(p_, number))) return JSONResult::notJSON;
   return number.readInteger(value) ? JSONResult::ok : JSONResult::outOfRange;
 }
 
 JSONResult JSONReader::readDouble(double& value) {
-  if (p_ == end_ || (*p_ != '-' && !isDigit(*p_))) return mismatch();
+  if (p_ == end_ || (*p_ != '-' && !ascii::isDigit(*p_))) return mismatch();
   JSONNumber number;
   if (!moveTo(scanNumber(p_, number))) return JSONResult::notJSON;
   return number.readDouble(value) ? JSONResult::ok : JSONResult::outOfRange;

@@ -1,5 +1,6 @@
 #include <TavrineShared/foundation/json_writer.h>
 
+#include <TavrineShared/foundation/ascii.h>
 #include <TavrineShared/foundation/json_scan.h>
 #include <TavrineShared/foundation/unicode_text.h>
 
@@ -191,10 +192,9 @@ void JSONWriter::text(std::string_view value) {
         put('t');
         break;
       default: {
-        constexpr std::string_view kHex = "0123456789abcdef";
         put("u00");
-        put(kHex[c >> 4U]);
-        put(kHex[c & 0xFU]);
+        put(ascii::kHexDigits[c >> 4U]);
+        put(ascii::kHexDigits[c & 0xFU]);
       }
     }
   }

@@ -6,6 +6,8 @@
 // second place of the text; only what the table holds is compared with literals.
 #pragma once
 
+#include <TavrineShared/foundation/ascii.h>
+
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -67,9 +69,7 @@ namespace detail {
 inline bool beginsWithLiteral(std::string_view text, std::string_view literal) {
   if (text.size() < literal.size()) return false;
   for (std::size_t i = 0; i < literal.size(); ++i) {
-    const char c = text[i];
-    const char lower = c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
-    if (lower != literal[i]) return false;
+    if (ascii::lower(text[i]) != literal[i]) return false;
   }
   return true;
 }

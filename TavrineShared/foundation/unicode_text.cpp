@@ -1,5 +1,6 @@
 #include <TavrineShared/foundation/unicode_text.h>
 
+#include <TavrineShared/foundation/ascii.h>
 #include <TavrineShared/foundation/byte_scan.h>
 
 #include <unicode/bytestream.h>
@@ -227,7 +228,7 @@ std::string lowercased(std::string_view text) {
   const char* const end = text.data() + text.size();
   if (byte_scan::skipASCII(text.data(), end) == end) {
     std::string lower(text);
-    for (char& c : lower) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+    for (char& c : lower) c = ascii::lower(c);
     return lower;
   }
   // ICU counts in int32_t, and lower-casing can lengthen a text by half.

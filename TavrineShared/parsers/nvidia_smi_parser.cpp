@@ -4,6 +4,7 @@
 
 #include <TavrineShared/parsers/nvidia_smi_parser.h>
 
+#include <TavrineShared/foundation/ascii.h>
 #include <TavrineShared/foundation/list_room.h>
 #include <TavrineShared/foundation/precondition.h>
 #include <TavrineShared/foundation/unicode_text.h>
@@ -90,7 +91,7 @@ std::string clean(std::string_view cell) {
   static constexpr std::array<std::string_view, 4> kUnits = {" %", " MiB", " MHz", " W"};
   if (cell.empty()) return std::nullopt;
   const char last = cell.back();
-  if (last >= '0' && last <= '9') return readFloat(cell);
+  if (ascii::isDigit(last)) return readFloat(cell);
   for (const std::string_view unit : kUnits) {
     if (last == unit.back() && cell.ends_with(unit)) {
       return readFloat(cell.substr(0, cell.size() - unit.size()));

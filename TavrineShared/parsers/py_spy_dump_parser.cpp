@@ -1,5 +1,6 @@
 #include <TavrineShared/parsers/py_spy_dump_parser.h>
 
+#include <TavrineShared/foundation/ascii.h>
 #include <TavrineShared/foundation/unicode_text.h>
 #include <TavrineShared/model/line_teller.h>
 #include <TavrineShared/parsers/text_rules.h>
@@ -34,8 +35,7 @@ std::size_t indentation(std::string_view line) {
 }
 
 bool areDigits(std::string_view text) {
-  return !text.empty() &&
-         std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+  return !text.empty() && std::all_of(text.begin(), text.end(), ascii::isDigit);
 }
 
 struct DumpedFrame {

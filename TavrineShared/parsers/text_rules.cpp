@@ -1,5 +1,6 @@
 #include <TavrineShared/parsers/text_rules.h>
 
+#include <TavrineShared/foundation/ascii.h>
 #include <TavrineShared/foundation/byte_scan.h>
 
 #include <array>
@@ -13,8 +14,6 @@
 
 namespace tavrine {
 namespace {
-
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 /// The C library's own reading, which is the definition; everything else here is only faster.
 std::optional<double> readAsCLibrary(std::string_view text) {
@@ -46,12 +45,14 @@ std::optional<double> readShortDecimal(std::string_view text) {
   const char* p = text.data();
   const char* const end = p + text.size();
   std::uint64_t mantissa = 0;
-  for (; p != end && isDigit(*p); ++p) mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
+  for (; p != end && ascii::isDigit(*p); ++p)
+    mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
   auto digits = static_cast<std::size_t>(p - text.data());
   std::size_t decimals = 0;
   if (p != end && *p == '.') {
     const char* const point = p++;
-    for (; p != end && isDigit(*p); ++p) mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
+    for (; p != end && ascii::isDigit(*p); ++p)
+      mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
     decimals = static_cast<std::size_t>(p - point) - 1;
     digits += decimals;
   }
@@ -89,7 +90,7 @@ std::optional<std::int64_t> readInteger(std::string_view text) {
   // from_chars takes a minus but no plus, and it must not find a minus behind the plus.
   if (!text.empty() && text.front() == '+') {
     text.remove_prefix(1);
-    if (text.empty() || !isDigit(text.front())) return std::nullopt;
+    if (text.empty() || !ascii::isDigit(text.front())) return std::nullopt;
   }
   std::int64_t value = 0;
   const char* const end = text.data() + text.size();
@@ -104,7 +105,7 @@ std::optional<double> readFloat(std::string_view text) {
   const std::string_view magnitude = text.substr(isSigned ? 1 : 0);
   if (magnitude.empty()) return std::nullopt;
 
-  if (isDigit(magnitude.front()) || magnitude.front() == '.') {
+  if (ascii::isDigit(magnitude.front()) || magnitude.front() == '.') {
     if (const std::optional<double> value = readShortDecimal(magnitude)) {
       return isNegative ? -*value : *value;
     }

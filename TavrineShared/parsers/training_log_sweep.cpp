@@ -12,6 +12,7 @@
 
 #include <TavrineShared/parsers/training_log_sweep.h>
 
+#include <TavrineShared/foundation/ascii.h>
 #include <TavrineShared/foundation/ascii_folding.h>
 #include <TavrineShared/foundation/byte_scan.h>
 #include <TavrineShared/foundation/literal_scanner.h>
@@ -26,12 +27,10 @@ namespace {
 constexpr std::size_t kAnchorReach = 64;
 
 bool isASCII(char c) { return static_cast<unsigned char>(c) < 0x80; }
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isSeparator(char c) { return c == ':' || c == '='; }
 bool isASCIIBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; }
 bool isASCIIWordCharacter(char c) {
-  return isDigit(c) || (lower(c) >= 'a' && lower(c) <= 'z') || c == '_';
+  return ascii::isDigit(c) || ascii::isUpper(c) || ascii::isLower(c) || c == '_';
 }
 
 std::size_t skipASCIIBlanks(std::string_view text, std::size_t at) {
@@ -39,7 +38,7 @@ std::size_t skipASCIIBlanks(std::string_view text, std::size_t at) {
   return at;
 }
 std::size_t skipDigits(std::string_view text, std::size_t at) {
-  while (at < text.size() && isDigit(text[at])) ++at;
+  while (at < text.size() && ascii::isDigit(text[at])) ++at;
   return at;
 }
 
@@ -144,7 +143,7 @@ bool mayMatch(const Rule& rule, std::string_view text, std::size_t begin, std::s
 /// far to the left as `[0-9]+(?:\.[0-9]+)?` reaches.
 std::optional<std::size_t> numberBefore(std::string_view text, std::size_t unit) {
   const auto digitsBefore = [text](std::size_t at) {
-    while (at > 0 && isDigit(text[at - 1])) --at;
+    while (at > 0 && ascii::isDigit(text[at - 1])) --at;
     return at;
   };
   const std::size_t end = trimmedAtEnd(text.substr(0, unit)).size();
@@ -171,7 +170,7 @@ PlainMatch plainValue(std::string_view text, std::size_t begin, std::size_t end)
   std::size_t at = skipASCIIBlanks(text, end);
   if (at == text.size() || !isSeparator(text[at])) return {at == text.size() || isASCII(text[at])};
   const std::size_t number = skipASCIIBlanks(text, at + 1);
-  if (number == text.size() || !isDigit(text[number])) {
+  if (number == text.size() || !ascii::isDigit(text[number])) {
     return {number == text.size() || isASCII(text[number])};
   }
   at = skipDigits(text, number);
@@ -179,7 +178,7 @@ PlainMatch plainValue(std::string_view text, std::size_t begin, std::size_t end)
     const std::size_t fraction = skipDigits(text, at + 1);
     if (fraction > at + 1) at = fraction;
   }
-  if (at < text.size() && lower(text[at]) == 'e') {
+  if (at < text.size() && ascii::lower(text[at]) == 'e') {
     std::size_t exponent = at + 1;
     if (exponent < text.size() && (text[exponent] == '+' || text[exponent] == '-')) ++exponent;
     const std::size_t exponentEnd = skipDigits(text, exponent);
@@ -191,16 +190,18 @@ PlainMatch plainValue(std::string_view text, std::size_t begin, std::size_t end)
 /// `(?:ation)?\s*[:= ]\s*([0-9]+)` behind the anchor at [begin, end), step or iter.
 PlainMatch plainStep(std::string_view text, std::size_t begin, std::size_t end) {
   if (!isAllASCII(text.substr(begin, end - begin))) return {false};
-  if (lower(text[begin]) == 'i' && detail::beginsWithLiteral(text.substr(end), "ation")) end += 5;
+  if (ascii::lower(text[begin]) == 'i' && detail::beginsWithLiteral(text.substr(end), "ation"))
+    end += 5;
   std::size_t at = skipASCIIBlanks(text, end);
   if (at < text.size() && isSeparator(text[at])) {
     at = skipASCIIBlanks(text, at + 1);
-  } else if (at < text.size() && isDigit(text[at]) &&
+  } else if (at < text.size() && ascii::isDigit(text[at]) &&
              text.substr(end, at - end).find(' ') == std::string_view::npos) {
     // Without a colon or an equals sign one of the blanks must be a plain one.
     return {true};
   }
-  if (at == text.size() || !isDigit(text[at])) return {at == text.size() || isASCII(text[at])};
+  if (at == text.size() || !ascii::isDigit(text[at]))
+    return {at == text.size() || isASCII(text[at])};
   const std::size_t numberEnd = skipDigits(text, at);
   return {true, NumberMatch{begin, at, numberEnd}};
 }
@@ -322,9 +323,9 @@ void LogSweep::findSteps() {
       // A step begins on an earlier line only if nothing but blanks and a separator stand between
       // it and its number, the first thing on this line or behind the separator.
       const std::string_view first = trimmedAtStart(text_.substr(line, value.begin - line));
-      if (!first.empty() && (isDigit(first[0]) || isSeparator(first[0]))) {
+      if (!first.empty() && (ascii::isDigit(first[0]) || isSeparator(first[0]))) {
         std::string_view before = trimmedAtEnd(text_.substr(0, line));
-        if (isDigit(first[0]) && !before.empty() && isSeparator(before.back())) {
+        if (ascii::isDigit(first[0]) && !before.empty() && isSeparator(before.back())) {
           before = trimmedAtEnd(before.substr(0, before.size() - 1));
         }
         const std::size_t reach = before.size() - std::min(before.size(), kAnchorReach);

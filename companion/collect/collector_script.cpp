@@ -4,6 +4,8 @@
 #include "companion/collect/queries.h"
 #include "companion/collect/shell_quote.h"
 
+#include <TavrineShared/foundation/ascii.h>
+
 #include <cstdint>
 #include <random>
 
@@ -109,10 +111,9 @@ std::string piece(std::string_view name, const std::string& command) {
 std::string makeWord() {
   std::random_device random;
   std::string word = "tavrine-";
-  constexpr std::string_view kDigits = "0123456789abcdef";
   for (int i = 0; i < 4; ++i) {
     std::uint32_t bits = random();
-    for (int digit = 0; digit < 8; ++digit, bits >>= 4U) word += kDigits[bits & 0xFU];
+    for (int digit = 0; digit < 8; ++digit, bits >>= 4U) word += ascii::kHexDigits[bits & 0xFU];
   }
   return word;
 }

@@ -1,5 +1,6 @@
 #include "companion/redact/redaction.h"
 
+#include <TavrineShared/foundation/ascii.h>
 #include <TavrineShared/model/field_table.h>
 
 #include <algorithm>
@@ -67,9 +68,6 @@ bool isAmong(Words words, std::string_view word) {
   return std::find(words.begin(), words.end(), word) != words.end();
 }
 
-bool isUpper(char c) { return c >= 'A' && c <= 'Z'; }
-bool isLower(char c) { return c >= 'a' && c <= 'z'; }
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
 // Between the arguments of a process, the system puts NUL.
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\0'; }
 bool isLineEnd(char c) { return c == '\n' || c == '\r'; }
@@ -77,26 +75,26 @@ bool isSpace(char c) { return isBlank(c) || isLineEnd(c) || c == '\v' || c == '\
 bool isQuote(char c) { return c == '"' || c == '\''; }
 
 // Letters of other alphabets belong to their word, so that no part of it is taken for one.
-bool isLetter(char c) { return isUpper(c) || isLower(c) || static_cast<unsigned char>(c) >= 0x80; }
+bool isLetter(char c) {
+  return ascii::isUpper(c) || ascii::isLower(c) || static_cast<unsigned char>(c) >= 0x80;
+}
 
 bool isOfName(char c) {
-  return isLetter(c) || isDigit(c) || c == '_' || c == '-' || c == '.' || c == '/';
+  return isLetter(c) || ascii::isDigit(c) || c == '_' || c == '-' || c == '.' || c == '/';
 }
 
 std::string lower(std::string_view text) {
   std::string lowered(text);
-  for (char& c : lowered) {
-    if (isUpper(c)) c = static_cast<char>(c - 'A' + 'a');
-  }
+  for (char& c : lowered) c = ascii::lower(c);
   return lowered;
 }
 
 // Whether a word begins at `place`: "apiKey" has two, and so has "APIKey".
 bool isWordStart(std::string_view name, std::size_t place) {
   if (place == 0 || !isLetter(name[place - 1])) return true;
-  if (!isUpper(name[place])) return false;
+  if (!ascii::isUpper(name[place])) return false;
   const bool isLast = place + 1 == name.size();
-  return isLower(name[place - 1]) || (!isLast && isLower(name[place + 1]));
+  return ascii::isLower(name[place - 1]) || (!isLast && ascii::isLower(name[place + 1]));
 }
 
 // The last word before `end`, which moves to where it begins. Digits count to what separates
@@ -113,7 +111,7 @@ std::string lastWord(std::string_view name, std::size_t& end) {
 }
 
 bool isVariable(std::string_view name) {
-  return !name.starts_with('-') && std::none_of(name.begin(), name.end(), isLower);
+  return !name.starts_with('-') && std::none_of(name.begin(), name.end(), ascii::isLower);
 }
 
 bool isSecretName(std::string_view name) {

@@ -2,6 +2,8 @@
 
 #include "companion/views/characters.h"
 
+#include <TavrineShared/foundation/ascii.h>
+
 #include <unicode/uchar.h>
 #include <unicode/utf16.h>
 
@@ -22,9 +24,10 @@ bool isHarmless(char32_t codePoint) {
 }
 
 std::string hexadecimal(char32_t value, std::size_t digits) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
   std::string text;
-  for (; value != 0 || text.size() < digits; value >>= 4U) text.push_back(kDigits[value & 0xFU]);
+  for (; value != 0 || text.size() < digits; value >>= 4U) {
+    text.push_back(ascii::kHexDigits[value & 0xFU]);
+  }
   return {text.rbegin(), text.rend()};
 }
 

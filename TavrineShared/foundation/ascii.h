@@ -1,0 +1,18 @@
+// What characters of ASCII are. No other byte is any of it, whatever the locale. Private: no public
+// header includes it.
+#pragma once
+
+#include <string_view>
+
+namespace tavrine::ascii {
+
+inline constexpr std::string_view kHexDigits = "0123456789abcdef";
+
+constexpr bool isDigit(char c) { return c >= '0' && c <= '9'; }
+constexpr bool isUpper(char c) { return c >= 'A' && c <= 'Z'; }
+constexpr bool isLower(char c) { return c >= 'a' && c <= 'z'; }
+
+/// `c` itself unless it is a capital letter.
+constexpr char lower(char c) { return isUpper(c) ? static_cast<char>(c + ('a' - 'A')) : c; }
+
+}  // namespace tavrine::ascii
