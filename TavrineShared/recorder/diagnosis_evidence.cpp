@@ -231,8 +231,6 @@ void doubtCounters(const Samples& samples, Doubts& doubts) {
   }
 }
 
-double secondsOf(const RecorderLogPoint& point) { return point.t.time_since_epoch().count(); }
-
 bool isEarlier(const RecorderLogPoint& a, const RecorderLogPoint& b) { return a.t < b.t; }
 
 // Lines of other phases may well come between two samples, so only a gap that is longer than any
@@ -241,7 +239,7 @@ bool isLeftBehind(const RecorderLogPoint& latest, double secondsBehind,
                   std::span<const RecorderLogPoint> recent) {
   double longestGap = 0;
   for (std::size_t i = 1; i < recent.size(); ++i) {
-    longestGap = std::max(longestGap, secondsOf(recent[i]) - secondsOf(recent[i - 1]));
+    longestGap = std::max(longestGap, (recent[i].t - recent[i - 1].t).count());
   }
   const bool isPassed =
       std::any_of(recent.begin(), recent.end(), [&latest](const RecorderLogPoint& point) {
@@ -252,9 +250,8 @@ bool isLeftBehind(const RecorderLogPoint& latest, double secondsBehind,
 
 void doubtAge(const Samples& samples, Doubts& doubts) {
   if (samples.latest == nullptr || samples.recent.empty()) return;
-  const double seconds =
-      secondsOf(*std::max_element(samples.recent.begin(), samples.recent.end(), isEarlier)) -
-      secondsOf(*samples.latest);
+  const auto newest = std::max_element(samples.recent.begin(), samples.recent.end(), isEarlier);
+  const double seconds = (newest->t - samples.latest->t).count();
   if (!isLeftBehind(*samples.latest, seconds, samples.recent)) return;
   doubts.push_back({DiagnosisDoubtKind::newestSampleOld,
                     "the newest sample is " + text(seconds) + " s older than the newest line"});

@@ -150,25 +150,21 @@ class PointReader {
   DocumentHabits habits_;  // of all lines, which one recorder wrote
 };
 
-double secondsOf(const RecorderLogPoint& point) { return point.t.time_since_epoch().count(); }
-
-bool isEarlier(const RecorderLogPoint& a, const RecorderLogPoint& b) {
-  return secondsOf(a) < secondsOf(b);
-}
+bool isEarlier(const RecorderLogPoint& a, const RecorderLogPoint& b) { return a.t < b.t; }
 
 // A recorder writes in the order of time, so there is seldom anything to do. Otherwise the places
 // are sorted, and each point moves once, without room for a second list of points.
 void sortByTime(std::vector<RecorderLogPoint>& points) {
   if (std::is_sorted(points.begin(), points.end(), isEarlier)) return;
   struct Place {
-    double seconds;
+    Timestamp time;
     std::size_t from;
   };
   std::vector<Place> places;
   places.reserve(points.size());
-  for (const RecorderLogPoint& point : points) places.push_back({secondsOf(point), places.size()});
+  for (const RecorderLogPoint& point : points) places.push_back({point.t, places.size()});
   std::sort(places.begin(), places.end(), [](const Place& a, const Place& b) {
-    return a.seconds != b.seconds ? a.seconds < b.seconds : a.from < b.from;
+    return a.time != b.time ? a.time < b.time : a.from < b.from;
   });
   for (std::size_t start = 0; start < points.size(); ++start) {
     if (places[start].from == start) continue;

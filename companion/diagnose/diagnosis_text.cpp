@@ -18,8 +18,6 @@ namespace {
 
 constexpr double kPercent = 100;
 
-double secondsOf(Timestamp time) { return time.time_since_epoch().count(); }
-
 // --- What it rests on ---
 
 // Who writes milliseconds, as many do, would otherwise see only that there is no date.
@@ -27,7 +25,7 @@ std::string newestText(Timestamp newest, Timestamp now) {
   constexpr int kDigits = 6;
   const std::string date = timeText(newest);
   if (date != kAbsent) return "the newest of " + date + ", " + agoText(newest, now);
-  return "the newest at t = " + significantDigits(secondsOf(newest), kDigits) +
+  return "the newest at t = " + significantDigits(newest.time_since_epoch().count(), kDigits) +
          ", which is no date: t is in seconds";
 }
 
@@ -35,7 +33,7 @@ std::string extent(const LogDiagnosis& diagnosis, Timestamp now) {
   const std::vector<RecorderLogPoint>& points = diagnosis.points;
   std::string text = visibleText(diagnosis.name) + ": ";
   if (points.empty()) return text.append("no points\n");
-  const double seconds = secondsOf(points.back().t) - secondsOf(points.front().t);
+  const double seconds = (points.back().t - points.front().t).count();
   text.append(counted(points.size(), "point", "points"));
   if (seconds > 0) text.append(" over ").append(durationText(seconds));
   return text.append(", ").append(newestText(points.back().t, now)).append("\n");
@@ -49,9 +47,8 @@ std::string basis(const LogDiagnosis& diagnosis) {
   std::string text = "Judged by the newest sample and ";
   text.append(counted(diagnosis.recentCount, "recent point", "recent points"));
   if (evidence.earliest && *evidence.newest > *evidence.earliest) {
-    text.append(" (").append(
-        durationText(secondsOf(*evidence.newest) - secondsOf(*evidence.earliest)));
-    text.append(")");
+    const double seconds = (*evidence.newest - *evidence.earliest).count();
+    text.append(" (").append(durationText(seconds)).append(")");
   }
   text.append(" with ").append(
       counted(static_cast<std::size_t>(evidence.stacks), "stack", "stacks"));
@@ -151,7 +148,7 @@ std::vector<TimedValue> timedValues(const std::vector<RecorderLogPoint>& points,
                                     std::optional<double> RecorderLogPoint::*field) {
   std::vector<TimedValue> values;
   for (const RecorderLogPoint& point : points) {
-    if (point.*field) values.push_back({secondsOf(point.t), *(point.*field)});
+    if (point.*field) values.push_back({point.t.time_since_epoch().count(), *(point.*field)});
   }
   return values;
 }

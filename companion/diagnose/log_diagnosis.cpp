@@ -40,10 +40,10 @@ void LogDiagnosis::forgetPoints() {
 std::span<const RecorderLogPoint> recentPoints(std::span<const RecorderLogPoint> points,
                                                const RecentSpan& span) {
   if (points.empty()) return points;
-  const double newest = points.back().t.time_since_epoch().count();
+  const Timestamp newest = points.back().t;
   const auto first =
       std::partition_point(points.begin(), points.end(), [&](const RecorderLogPoint& point) {
-        return newest - point.t.time_since_epoch().count() > span.seconds;
+        return (newest - point.t).count() > span.seconds;
       });
   const auto count = static_cast<std::size_t>(points.end() - first);
   return points.last(std::max(count, std::min(span.atLeast, points.size())));

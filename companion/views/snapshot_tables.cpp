@@ -16,8 +16,6 @@ namespace tavrine {
 
 namespace {
 
-double secondsOf(Timestamp time) { return time.time_since_epoch().count(); }
-
 // "9-03:44:02" and "05:12:42", as process tables print it; what is not of that form comes last.
 double elapsedSeconds(std::string_view text) {
   constexpr double kHoursPerDay = 24;
@@ -128,7 +126,7 @@ constexpr auto kAlertColumns = std::to_array<RecordColumn<AlertRow>>({
      }},
     {{"When"},
      [](const AlertRow& row) -> Cell { return agoText(row.alert->timestamp, row.takenAt); },
-     [](const AlertRow& row) -> double { return secondsOf(row.alert->timestamp); }},
+     [](const AlertRow& row) -> double { return row.alert->timestamp.time_since_epoch().count(); }},
     {{"About", Alignment::left, Need::ifItFits},
      [](const AlertRow& row) -> Cell { return orAbsent(subjectOf(*row.alert)); }},
     {{"Alert"}, [](const AlertRow& row) -> Cell { return row.alert->title; }},
