@@ -1,9 +1,11 @@
 #include "companion/collect/queries.h"
 
 #include "companion/collect/shell_quote.h"
+#include "companion/views/joined.h"
 
 #include <array>
 #include <cstddef>
+#include <functional>
 
 namespace tavrine {
 
@@ -44,13 +46,6 @@ constexpr auto kProcessQueryColumns = std::to_array<ProcessQueryColumn>({
     {"args", "command"},
 });
 
-template <class Columns, class NameOf>
-std::string joined(const Columns& columns, NameOf nameOf) {
-  std::string names;
-  for (const auto& column : columns) names.append(names.empty() ? "" : ",").append(nameOf(column));
-  return names;
-}
-
 // A dump of many threads takes kilobytes, and a diagnosis wants several of them.
 constexpr std::size_t kTrainingLogBytes = 1 << 20;
 constexpr std::size_t kRecorderLogBytes = 4 << 20;
@@ -67,8 +62,7 @@ std::span<const ProcessQueryColumn> processQueryColumns() { return kProcessQuery
 
 std::string gpuQueryCommand() {
   return "nvidia-smi --query-gpu=" +
-         joined(kGPUQueryColumns, [](const GPUQueryColumn& column) { return column.property; }) +
-         " --format=csv";
+         joined(kGPUQueryColumns, ",", std::mem_fn(&GPUQueryColumn::property)) + " --format=csv";
 }
 
 std::string gpuProcessQueryCommand() {
@@ -77,7 +71,7 @@ std::string gpuProcessQueryCommand() {
 
 std::string processQueryCommand() {
   return "LC_ALL=C ps -eww -o " +
-         joined(kProcessQueryColumns, [](const ProcessQueryColumn& column) { return column.name; });
+         joined(kProcessQueryColumns, ",", std::mem_fn(&ProcessQueryColumn::name));
 }
 
 std::string loadQueryCommand() { return "cat /proc/loadavg"; }

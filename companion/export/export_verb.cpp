@@ -5,6 +5,7 @@
 #include "companion/export/metric_text.h"
 #include "companion/shell/output.h"
 #include "companion/snapshot/snapshot_input.h"
+#include "companion/views/joined.h"
 #include "companion/views/quantity_text.h"
 #include "companion/views/visible_text.h"
 
@@ -95,9 +96,7 @@ const Format* findFormat(std::string_view name) {
 
 template <class List>
 std::string namesOf(const List& list) {
-  std::string names;
-  for (const auto& each : list) names.append(names.empty() ? "" : ", ").append(each.name);
-  return names;
+  return joined(list, ", ", [](const auto& each) { return each.name; });
 }
 
 // In lines as long as those of a help.

@@ -1,6 +1,7 @@
 #include "companion/export/html_sections.h"
 
 #include "companion/export/html_parts.h"
+#include "companion/views/joined.h"
 #include "companion/views/number_text.h"
 #include "companion/views/quantity_text.h"
 #include "companion/views/snapshot_parts.h"
@@ -72,21 +73,16 @@ std::string perSecond(double kibibytes) {
                                   : oneDecimal(kibibytes / kKibiPerMebi) + " MiB/s";
 }
 
-std::string joined(const std::vector<std::string>& parts) {
-  std::string text;
-  for (const std::string& part : parts) text.append(text.empty() ? "" : ", ").append(part);
-  return text.empty() ? std::string(kAbsent) : text;
+template <class List, class TextOf>
+Markup listed(const List& list, const TextOf& textOf) {
+  return list.empty() ? markup(kAbsent) : markup(joined(list, ", ", textOf));
 }
 
 constexpr auto kSensorColumns = std::to_array<PageColumn<SystemSensors>>({
     {"Server", "", [](const SystemSensors& sensors) { return element("b", sensors.serverName); }},
     {"Load 1, 5, 15 min",
      "number",
-     [](const SystemSensors& sensors) {
-       std::vector<std::string> loads;
-       for (const double load : sensors.loadAverage) loads.push_back(upToOneDecimal(load));
-       return markup(joined(loads));
-     }},
+     [](const SystemSensors& sensors) { return listed(sensors.loadAverage, upToOneDecimal); }},
     {"Hottest",
      "number",
      [](const SystemSensors& sensors) {
@@ -101,11 +97,9 @@ constexpr auto kSensorColumns = std::to_array<PageColumn<SystemSensors>>({
     {"Temperatures",
      "long",
      [](const SystemSensors& sensors) {
-       std::vector<std::string> readings;
-       for (const auto& [label, celsius] : sensors.cpuTemperatures) {
-         readings.push_back(label + " " + upToOneDecimal(celsius) + " \u00B0C");
-       }
-       return markup(joined(readings));
+       return listed(sensors.cpuTemperatures, [](const CPUTemperature& reading) {
+         return reading.label + " " + upToOneDecimal(reading.celsius) + " \u00B0C";
+       });
      }},
 });
 

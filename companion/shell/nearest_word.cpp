@@ -1,7 +1,10 @@
 #include "companion/shell/nearest_word.h"
 
+#include "companion/views/joined.h"
+
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <vector>
 
 namespace tavrine {
@@ -70,14 +73,8 @@ std::string didYouMean(std::string_view typed, std::span<const std::string> know
 }
 
 std::string meantOrKnown(std::string_view typed, std::span<const std::string> known) {
-  std::string words = didYouMean(typed, known);
-  if (!words.empty()) return words;
-  std::string_view before = " (known: ";
-  for (const std::string& word : known) {
-    words.append(before).append(word);
-    before = ", ";
-  }
-  return words.append(")");
+  const std::string meant = didYouMean(typed, known);
+  return meant.empty() ? " (known: " + joined(known, ", ", std::identity()) + ")" : meant;
 }
 
 }  // namespace tavrine

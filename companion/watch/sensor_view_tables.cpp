@@ -1,5 +1,6 @@
 #include "companion/watch/sensor_view_tables.h"
 
+#include "companion/views/joined.h"
 #include "companion/views/number_text.h"
 #include "companion/views/quantity_text.h"
 #include "companion/views/snapshot_cells.h"
@@ -37,12 +38,8 @@ using ConnectionRow = NetworkRow<NetworkConnectionStat>;
 // --- Cells ---
 
 std::string loadText(const SystemSensors& sensors) {
-  std::string text;
-  for (const double average : sensors.loadAverage) {
-    if (!text.empty()) text += ' ';
-    text += oneDecimal(average);
-  }
-  return text.empty() ? std::string(kAbsent) : text;
+  if (sensors.loadAverage.empty()) return std::string(kAbsent);
+  return joined(sensors.loadAverage, " ", oneDecimal);
 }
 
 std::string diskRate(double kibibytesPerSecond) {
