@@ -125,6 +125,14 @@ void visitRecords(const RecordTable& table, const void* record, const RecordVisi
   }
 }
 
+void editRecords(const RecordTable& table, void* record, const RecordEditor& edit) {
+  // All that is visited is part of `record`, which is the caller's to change. A record is shown
+  // before its lists are walked over, so no list moves meanwhile.
+  visitRecords(table, record, [&edit](const RecordTable& of, const void* visited) {
+    edit(of, const_cast<void*>(visited));
+  });
+}
+
 namespace detail {
 
 JSONResult decodeSeconds(JSONReader& reader, Timestamp& value) {

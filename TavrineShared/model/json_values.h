@@ -98,6 +98,8 @@ struct SchemaContext {
 
 /// Is shown each record that a value holds, the outer before the inner.
 using RecordVisitor = std::function<void(const RecordTable& table, const void* record)>;
+/// The same, and may change the fields of what it is shown.
+using RecordEditor = std::function<void(const RecordTable& table, void* record)>;
 
 /// What a form reads besides that which it writes.
 enum class Leniency : std::uint8_t {
@@ -292,6 +294,7 @@ JSONResult decodeRecord(const RecordTable& table, JSONReader& reader, void* reco
 bool encodeRecord(const RecordTable& table, JSONWriter& writer, const void* record,
                   const EncodeContext& outer);
 void visitRecords(const RecordTable& table, const void* record, const RecordVisitor& visit);
+void editRecords(const RecordTable& table, void* record, const RecordEditor& edit);
 void referTo(const RecordTable& table, const SchemaContext& context);
 
 template <Record T>

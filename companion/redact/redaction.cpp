@@ -324,11 +324,7 @@ void redactField(const Field& field, void* record) {
 std::string redacted(std::string_view text) { return Scanner(text).run(); }
 
 AppSnapshot redacted(AppSnapshot snapshot) {
-  visitRecords(AppSnapshot::table(), &snapshot, [](const RecordTable& table, const void* visited) {
-    // The visit promises not to change what it shows; the snapshot is ours to change, and no list
-    // that is being walked over moves.
-    void* const record =
-        const_cast<void*>(visited);  // NOLINT(cppcoreguidelines-pro-type-const-cast)
+  editRecords(AppSnapshot::table(), &snapshot, [](const RecordTable& table, void* record) {
     for (const Field& field : table.fields) redactField(field, record);
   });
   return snapshot;

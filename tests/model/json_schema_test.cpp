@@ -194,6 +194,25 @@ TEST(VisitRecords, showsEachRecordTheOuterBeforeTheInner) {
               testing::ElementsAre(&outer, &outer.inner, outer.plain.data(), &outer.plain[1]));
 }
 
+TEST(EditRecords, changesEachRecordBeforeItLooksInside) {
+  Outer outer{};
+  outer.plain = {{true}};
+  int inners = 0;
+  editRecords(Outer::table(), &outer, [&inners](const RecordTable& table, void* record) {
+    if (&table == &Outer::table()) {
+      static_cast<Outer*>(record)->plain.resize(3);
+    } else {
+      static_cast<Inner*>(record)->yes = ++inners % 2 == 0;
+    }
+  });
+  EXPECT_EQ(inners, 4);
+  ASSERT_EQ(outer.plain.size(), 3U);
+  EXPECT_FALSE(outer.inner.yes);
+  EXPECT_TRUE(outer.plain[0].yes);
+  EXPECT_FALSE(outer.plain[1].yes);
+  EXPECT_TRUE(outer.plain[2].yes);
+}
+
 TEST(VisitRecords, looksIntoWhatIsOptional) {
   TrainingRun run{};
   const auto count = [&run] {
