@@ -115,11 +115,9 @@ void addAssembleVerb(CLI::App& program, Action& chosen) {
                  options->previous,
                  "the snapshot before this one: since when alerts\n"
                  "and runs go on, and which GPUs there were")
-      ->type_name("FILE")
-      ->option_text("=FILE");
-  auto* const output = app.add_option("--output", options->output, "write the snapshot there")
-                           ->type_name("FILE")
-                           ->option_text("=FILE");
+      ->type_name("FILE");
+  auto* const output =
+      app.add_option("--output", options->output, "write the snapshot there")->type_name("FILE");
   for (CLI::Option* const json :
        addJSONOptions(app, options->json, "the snapshot as JSON, as is the default")) {
     output->excludes(json);

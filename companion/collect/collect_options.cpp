@@ -83,22 +83,17 @@ void addMebibytes(CLI::App& command, const std::string& name, std::size_t& bytes
           [&bytes](const std::size_t& count) { bytes = count * kMebibyte; },
           what)
       ->check(countFrom1To(kMost))
-      ->type_name("MIB")
-      ->option_text("=MIB");
+      ->type_name("MIB");
 }
 
 void addList(CLI::App& command, const std::string& name, std::vector<std::string>& list,
              const std::string& what, const std::string& type) {
-  command.add_option(name, list, what)
-      ->type_name(type)
-      ->option_text("=" + type)
-      ->allow_extra_args(false)
-      ->check(notEmpty);
+  command.add_option(name, list, what)->type_name(type)->allow_extra_args(false)->check(notEmpty);
 }
 
 void addText(CLI::App& command, const std::string& name, std::optional<std::string>& text,
              const std::string& what, const std::string& type) {
-  command.add_option(name, text, what)->type_name(type)->option_text("=" + type)->check(notEmpty);
+  command.add_option(name, text, what)->type_name(type)->check(notEmpty);
 }
 
 [[noreturn]] void fail(const Setting& setting, const std::string& problem) {
@@ -219,8 +214,7 @@ void addCollectOptions(CLI::App& command, CollectOptions& options) {
   addRedactOption(command, options.redact);
   command.add_option("--at-once", request.atOnce, "hosts to ask at the same time (32)")
       ->check(countFrom1To(1024))
-      ->type_name("N")
-      ->option_text("=N");
+      ->type_name("N");
   addSpanOption(command, "--timeout", "that one host may take (30s)", [&request](double seconds) {
     request.seconds = seconds;
   });
@@ -237,8 +231,7 @@ void addCollectOptions(CLI::App& command, CollectOptions& options) {
                "MiB to keep of what one command printed (16)");
   addMebibytes(command, "--most-per-host", request.mostBytesOfHost, "MiB to keep of one host (64)");
   command.add_option("--ssh", request.ssh, "the program to reach hosts by (ssh)")
-      ->type_name("PROGRAM")
-      ->option_text("=PROGRAM");
+      ->type_name("PROGRAM");
   command.add_flag("--findings", options.findings, "tell what was lost and why, on standard error");
   addText(command,
           "--config",

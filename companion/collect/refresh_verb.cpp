@@ -148,8 +148,7 @@ void addRefreshVerb(CLI::App& program, Action& chosen) {
   const auto options = std::make_shared<RefreshOptions>();
   addCollectOptions(app, options->collect);
   app.add_option("--file", options->file, "the snapshot to replace (~/.tavrine/latest.json)")
-      ->type_name("FILE")
-      ->option_text("=FILE");
+      ->type_name("FILE");
   addSpanOption(app,
                 "--every",
                 "go on until stopped, beginning anew so often",

@@ -1,6 +1,7 @@
 #include "companion/completion/completion.h"
 
 #include "companion/export/csv_text.h"
+#include "companion/shell/usage.h"
 #include "companion/snapshot/snapshot_verbs.h"
 
 #include <CLI/CLI.hpp>
@@ -98,7 +99,7 @@ void addOptions(Offer& offer, const CLI::App& command) {
   for (const CLI::Option* option : optionsOf(command)) {
     for (const std::string& name : option->get_lnames()) {
       offer.add("--" + name, option->get_description());
-      if (!needsValue(*option)) addValues(offer, option->get_option_text(), "--" + name + "=");
+      if (!needsValue(*option)) addValues(offer, valueText(*option), "--" + name + "=");
     }
   }
 }
@@ -160,13 +161,13 @@ std::string completions(const CLI::App& program, const std::vector<std::string>&
   Offer offer(last);
   const std::size_t equals = last.find('=');
   if (place.awaiting != nullptr) {
-    addValues(offer, place.awaiting->get_option_text(), "");
+    addValues(offer, valueText(*place.awaiting), "");
   } else if (place.isBehindOptions || !last.starts_with('-')) {
     addWords(offer, *place.command);
   } else if (equals == std::string::npos) {
     addOptions(offer, *place.command);
   } else if (const auto* option = findOption(*place.command, last.substr(0, equals))) {
-    addValues(offer, option->get_option_text(), last.substr(0, equals + 1));
+    addValues(offer, valueText(*option), last.substr(0, equals + 1));
   }
   return offer.lines();
 }

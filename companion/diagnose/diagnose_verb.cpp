@@ -116,8 +116,7 @@ void addDiagnoseVerb(CLI::App& program, Action& chosen) {
                    ? ""
                    : "must be such as 90s, 15m, 2h, 1d or all, not " + span;
       })
-      ->type_name("SPAN")
-      ->option_text("=SPAN");
+      ->type_name("SPAN");
   addJSONOptions(app, options->json, "the verdict and its evidence as JSON");
   addColorOption(app, options->color);
   app.callback([&chosen, options] { chosen = [options] { return diagnose(*options); }; });

@@ -214,16 +214,14 @@ void addExportVerb(CLI::App& program, Action& chosen) {
                  "the file to replace, in one step, instead of\n"
                  "writing to standard output; for csv without\n"
                  "--record a folder, for a file of each kind")
-      ->type_name("PATH")
-      ->option_text("=PATH");
+      ->type_name("PATH");
   app.add_option("--record", options->record, "of which kind of record csv is a table, see below")
       ->check([](const std::string& name) {
         return findCSVKind(name) != nullptr
                    ? ""
                    : "must be one of " + namesOf(csvKinds()) + ", not " + name;
       })
-      ->type_name("KIND")
-      ->option_text("=KIND");
+      ->type_name("KIND");
   app.add_flag("--processes",
                options->processes,
                "also metrics of each process: many series that\n"

@@ -32,14 +32,12 @@ void addPositive(CLI::App& command, const std::string& name, std::optional<doubl
       ->check([](const std::string& text) {
         return positiveNumber(text) ? "" : "must be a number above 0, not " + text;
       })
-      ->type_name("N")
-      ->option_text("=N");
+      ->type_name("N");
 }
 
 void addServer(CLI::App& command, GivenKindOptions& given) {
   command.add_option("--server", given.server, "the server that printed the input (this host)")
-      ->type_name("NAME")
-      ->option_text("=NAME");
+      ->type_name("NAME");
 }
 
 void addCapturedAt(CLI::App& command, GivenKindOptions& given) {
@@ -55,8 +53,7 @@ void addCapturedAt(CLI::App& command, GivenKindOptions& given) {
                    : "must be seconds since 1970 or a time such as 2026-11-15T17:48:25Z, not " +
                          text;
       })
-      ->type_name("TIME")
-      ->option_text("=TIME");
+      ->type_name("TIME");
 }
 
 }  // namespace

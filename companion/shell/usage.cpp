@@ -47,7 +47,7 @@ class HelpFormatter : public CLI::Formatter {
     return name.substr(0, name.find('{'));  // an optional value's default is told in option_text
   }
   std::string make_option_opts(const CLI::Option* option) const override {
-    return option->get_option_text();
+    return valueText(*option);
   }
 
  private:
@@ -194,8 +194,13 @@ CLI::Option* addSpanOption(CLI::App& command, const std::string& name, const std
       ->check([](const std::string& span) {
         return secondsNamed(span) ? "" : "must be such as 30s or 5m, not " + span;
       })
-      ->type_name("SPAN")
-      ->option_text("=SPAN");
+      ->type_name("SPAN");
+}
+
+std::string valueText(const CLI::Option& option) {
+  if (!option.get_option_text().empty()) return option.get_option_text();
+  const std::string type = option.get_type_name();
+  return type.empty() ? "" : "=" + type;
 }
 
 void explainUsage(const CLI::App& program, const CLI::ParseError& error) {

@@ -48,6 +48,10 @@ void addRedactOption(CLI::App& command, bool& isRedacted);
 CLI::Option* addSpanOption(CLI::App& command, const std::string& name, const std::string& what,
                            const std::function<void(double seconds)>& set);
 
+/// How help writes the value of an option: its text, such as "=auto|always|never", or else "=" and
+/// the name of its type. Empty for an option that takes none.
+std::string valueText(const CLI::Option& option);
+
 /// Says what was wrong with the command line and where to find help. When nothing was wrong but
 /// that it stopped too early, prints that help instead.
 void explainUsage(const CLI::App& program, const CLI::ParseError& error);

@@ -42,8 +42,7 @@ void addSnapshotOptions(CLI::App& command, SnapshotOptions& options, const std::
       ->check([](const std::string& count) {
         return countNamed(count) ? "" : "must be a whole number from 0 on, not " + count;
       })
-      ->type_name("N")
-      ->option_text("=N");
+      ->type_name("N");
   addColorOption(command, options.color);
 }
 

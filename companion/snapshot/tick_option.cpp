@@ -35,8 +35,7 @@ CLI::Option* addTickOption(CLI::App& command, std::int64_t& tick, const std::str
         return tickNamed(text) ? ""
                                : "must be a whole number from " + knownTicks() + ", not " + text;
       })
-      ->type_name("N")
-      ->option_text("=N");
+      ->type_name("N");
 }
 
 }  // namespace tavrine

@@ -103,8 +103,7 @@ void addWatchVerb(CLI::App& program, Action& chosen) {
       ->allow_extra_args(false)
       ->excludes(file)
       ->excludes(demo)
-      ->type_name("HOST")
-      ->option_text("=HOST");
+      ->type_name("HOST");
   addSpanOption(app,
                 "--every",
                 "how often (30s); without --host the hosts of the\n"
