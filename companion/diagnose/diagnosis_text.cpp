@@ -202,8 +202,7 @@ constexpr auto kDiagnosisColumns = std::to_array<RecordColumn<LogDiagnosis>>({
      }},
     {{"Power", Alignment::right, Need::ifItFits},
      [](const LogDiagnosis& diagnosis) -> Cell {
-       const bool isKnown = diagnosis.latest && diagnosis.latest->powerW;
-       return isKnown ? watts(*diagnosis.latest->powerW) : std::string(kAbsent);
+       return watts(diagnosis.latest ? diagnosis.latest->powerW : std::nullopt);
      }},
     {{"Stacks", Alignment::right, Need::ifItFits},
      [](const LogDiagnosis& diagnosis) -> Cell {

@@ -29,9 +29,7 @@ constexpr auto kProcessColumns = std::to_array<PageColumn<ProcessRow>>({
     {"Kind", "spare", [](const ProcessRow& row) { return markup(row->kind.title()); }},
     {"GPU memory",
      "number",
-     [](const ProcessRow& row) {
-       return markup(row->gpuMemoryMB ? gibibytesOfMB(*row->gpuMemoryMB) : std::string(kAbsent));
-     }},
+     [](const ProcessRow& row) { return markup(gibibytesOfMB(row->gpuMemoryMB)); }},
     {"CPU", "number", [](const ProcessRow& row) { return markup(withUnit(row->cpuPercent, "%")); }},
     {"Memory",
      "number",

@@ -51,9 +51,13 @@ double gibibytesIn(double mebibytes) {
   return mebibytes / kMBPerGB;
 }
 
-std::string gibibytesOfMB(double mebibytes) { return gibibytes(gibibytesIn(mebibytes)); }
+std::string gibibytesOfMB(const std::optional<double>& mebibytes) {
+  return mebibytes ? gibibytes(gibibytesIn(*mebibytes)) : std::string(kAbsent);
+}
 
-std::string gibibytes(double gibibytes) { return oneDecimal(gibibytes) + " GiB"; }
+std::string gibibytes(const std::optional<double>& gibibytes) {
+  return gibibytes ? oneDecimal(*gibibytes) + " GiB" : std::string(kAbsent);
+}
 
 std::string gibibytesUsed(double used, double total) {
   return oneDecimal(used) + " / " + gibibytes(total);
@@ -64,7 +68,9 @@ std::string lossText(const std::optional<double>& loss) {
   return loss ? significantDigits(*loss, kDigits) : std::string(kAbsent);
 }
 
-std::string watts(double value) { return oneDecimal(value) + " W"; }
+std::string watts(const std::optional<double>& value) {
+  return value ? oneDecimal(*value) + " W" : std::string(kAbsent);
+}
 
 std::string countText(const std::optional<std::int64_t>& value) {
   return value ? std::to_string(*value) : std::string(kAbsent);

@@ -17,14 +17,15 @@ std::string withUnit(const std::optional<double>& value, std::string_view unit);
 /// How many GiB so many MiB are.
 double gibibytesIn(double mebibytes);
 
-/// "45.2 GiB", from MiB or from GiB.
-std::string gibibytesOfMB(double mebibytes);
-std::string gibibytes(double gibibytes);
+/// "45.2 GiB", from MiB or from GiB; a dash for no value.
+std::string gibibytesOfMB(const std::optional<double>& mebibytes);
+std::string gibibytes(const std::optional<double>& gibibytes);
 
 /// "45.2 / 80.0 GiB", from GiB.
 std::string gibibytesUsed(double used, double total);
 
-std::string watts(double value);
+/// "320.0 W"; a dash for no value.
+std::string watts(const std::optional<double>& value);
 
 /// Of a training loss, with four digits; a dash for no value.
 std::string lossText(const std::optional<double>& loss);

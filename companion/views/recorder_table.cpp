@@ -21,13 +21,9 @@ constexpr auto kColumns = std::to_array<RecordColumn<RecorderLogPoint>>({
     {{"Util", Alignment::right},
      [](const RecorderLogPoint& point) -> Cell { return withUnit(point.gpuUtil, "%"); }},
     {{"Mem used", Alignment::right},
-     [](const RecorderLogPoint& point) -> Cell {
-       return point.vramMB ? gibibytesOfMB(*point.vramMB) : std::string(kAbsent);
-     }},
+     [](const RecorderLogPoint& point) -> Cell { return gibibytesOfMB(point.vramMB); }},
     {{"Power", Alignment::right},
-     [](const RecorderLogPoint& point) -> Cell {
-       return point.powerW ? watts(*point.powerW) : std::string(kAbsent);
-     }},
+     [](const RecorderLogPoint& point) -> Cell { return watts(point.powerW); }},
     {{"Tensor", Alignment::right},
      [](const RecorderLogPoint& point) -> Cell {
        return share(point.dcgm, &DCGMSample::tensorActive);

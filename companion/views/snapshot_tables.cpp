@@ -64,9 +64,7 @@ constexpr auto kServerColumns = std::to_array<RecordColumn<ServerRow>>({
     {{"Runs", Alignment::right, Need::ifItFits},
      [](const ServerRow& row) -> Cell { return std::to_string(row.server->activeRuns); }},
     {{"Disk free", Alignment::right, Need::ifItFits},
-     [](const ServerRow& row) -> Cell {
-       return row.server->diskFreeGB ? gibibytes(*row.server->diskFreeGB) : std::string(kAbsent);
-     }},
+     [](const ServerRow& row) -> Cell { return gibibytes(row.server->diskFreeGB); }},
     {{"Load", Alignment::right, Need::ifItFits},
      [](const ServerRow& row) -> Cell { return loadNow(row.sensors); }},
     {{"CPU", Alignment::right, Need::ifItFits},
@@ -142,9 +140,7 @@ constexpr auto kProcessColumns = std::to_array<RecordColumn<ProcessRow>>({
     {{"Kind", Alignment::left, Need::ifItFits},
      [](const ProcessRow& row) -> Cell { return std::string(row->kind.title()); }},
     {{"GPU memory", Alignment::right},
-     [](const ProcessRow& row) -> Cell {
-       return row->gpuMemoryMB ? gibibytesOfMB(*row->gpuMemoryMB) : std::string(kAbsent);
-     },
+     [](const ProcessRow& row) -> Cell { return gibibytesOfMB(row->gpuMemoryMB); },
      [](const ProcessRow& row) -> double { return row->gpuMemoryMB.value_or(-1); }},
     {{"CPU", Alignment::right, Need::ifItFits},
      [](const ProcessRow& row) -> Cell { return withUnit(row->cpuPercent, "%"); },

@@ -24,6 +24,9 @@ TEST(QuantityText, hasUnits) {
   EXPECT_EQ(gibibytes(1.26), "1.3 GiB");
   EXPECT_EQ(gibibytesOfMB(1536), "1.5 GiB");
   EXPECT_EQ(watts(12), "12.0 W");
+  EXPECT_EQ(gibibytes(std::nullopt), "-");
+  EXPECT_EQ(gibibytesOfMB(std::nullopt), "-");
+  EXPECT_EQ(watts(std::nullopt), "-");
   EXPECT_EQ(countText(7), "7");
   EXPECT_EQ(countText(std::nullopt), "-");
   EXPECT_EQ(orAbsent("a"), "a");
