@@ -12,7 +12,7 @@ namespace tavrine {
 namespace {
 
 TEST(HTMLParts, showAStatusInItsColour) {
-  EXPECT_EQ(badge(RunStatus(RunStatus::failed)).html, "<span class=\"badge bad\">Failed</span>");
+  EXPECT_EQ(badge(RunStatus::failed).html, "<span class=\"badge bad\">Failed</span>");
   EXPECT_EQ(badge("a<b", Ink::plain).html, "<span class=\"badge plain\">a&lt;b</span>");
 }
 
