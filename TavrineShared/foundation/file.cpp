@@ -255,8 +255,9 @@ fs::path homeDirectory() {
          buffer.size() < kMostBytes) {
     buffer.resize(buffer.size() * 2);
   }
-  if (found == nullptr)
+  if (found == nullptr) {
     throwError("cannot tell the home directory", {}, error != 0 ? error : ENOENT);
+  }
   return found->pw_dir;
 }
 

@@ -190,8 +190,9 @@ PlainMatch plainValue(std::string_view text, std::size_t begin, std::size_t end)
 /// `(?:ation)?\s*[:= ]\s*([0-9]+)` behind the anchor at [begin, end), step or iter.
 PlainMatch plainStep(std::string_view text, std::size_t begin, std::size_t end) {
   if (!isAllASCII(text.substr(begin, end - begin))) return {false};
-  if (ascii::lower(text[begin]) == 'i' && detail::beginsWithLiteral(text.substr(end), "ation"))
+  if (ascii::lower(text[begin]) == 'i' && detail::beginsWithLiteral(text.substr(end), "ation")) {
     end += 5;
+  }
   std::size_t at = skipASCIIBlanks(text, end);
   if (at < text.size() && isSeparator(text[at])) {
     at = skipASCIIBlanks(text, at + 1);
@@ -200,8 +201,9 @@ PlainMatch plainStep(std::string_view text, std::size_t begin, std::size_t end) 
     // Without a colon or an equals sign one of the blanks must be a plain one.
     return {true};
   }
-  if (at == text.size() || !ascii::isDigit(text[at]))
+  if (at == text.size() || !ascii::isDigit(text[at])) {
     return {at == text.size() || isASCII(text[at])};
+  }
   const std::size_t numberEnd = skipDigits(text, at);
   return {true, NumberMatch{begin, at, numberEnd}};
 }

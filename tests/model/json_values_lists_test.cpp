@@ -15,26 +15,12 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/model/point.h"
 #include "tests/support/json_printing.h"
 #include "tests/support/rows.h"
 
 namespace tavrine {
 namespace {
-
-struct Point {
-  std::int64_t x;
-  double y;
-
-  bool operator==(const Point&) const = default;
-  static const RecordTable& table();
-};
-
-const RecordTable& Point::table() {
-  using R = Point;
-  static constexpr auto fields = fieldsOf<R>(field<&R::x>(), field<&R::y>());
-  static constexpr RecordTable table{"Point", fields};
-  return table;
-}
 
 // --- lenient lists ---
 

@@ -15,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/model/point.h"
 #include "tests/support/json_printing.h"
 #include "tests/support/rows.h"
 
@@ -39,21 +40,6 @@ class Light : public Vocabulary<Light> {
 };
 inline constexpr Light Light::red{Case::red};
 inline constexpr Light Light::deepRed{Case::deepRed};
-
-struct Point {
-  std::int64_t x;
-  double y;
-
-  bool operator==(const Point&) const = default;
-  static const RecordTable& table();
-};
-
-const RecordTable& Point::table() {
-  using R = Point;
-  static constexpr auto fields = fieldsOf<R>(field<&R::x>(), field<&R::y>());
-  static constexpr RecordTable table{"Point", fields};
-  return table;
-}
 
 // --- each type, read and written ---
 
