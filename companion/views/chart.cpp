@@ -45,9 +45,9 @@ std::string_view cell(std::size_t height, std::size_t rowsBelow, Glyphs glyphs) 
 }  // namespace
 
 std::string bar(double share, std::size_t width, Glyphs glyphs) {
-  if (glyphs == Glyphs::ascii) return std::string(partOf(share, width), '#');
-  const std::size_t eighths = partOf(share, width * kEighths);
   std::string text;
+  if (glyphs == Glyphs::ascii) return text.append(partOf(share, width), '#');
+  const std::size_t eighths = partOf(share, width * kEighths);
   for (std::size_t i = 0; i < eighths / kEighths; ++i) text.append(kGrowing[kEighths]);
   return text.append(kGrowing[eighths % kEighths]);
 }
