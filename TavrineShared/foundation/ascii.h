@@ -15,4 +15,7 @@ constexpr bool isLower(char c) { return c >= 'a' && c <= 'z'; }
 /// `c` itself unless it is a capital letter.
 constexpr char lower(char c) { return isUpper(c) ? static_cast<char>(c + ('a' - 'A')) : c; }
 
+/// `c` itself unless it is a small letter.
+constexpr char upper(char c) { return isLower(c) ? static_cast<char>(c - ('a' - 'A')) : c; }
+
 }  // namespace tavrine::ascii

@@ -42,7 +42,7 @@ class ListSizes {
 /// to it.
 class KeyOrder {
  public:
-  /// Its keys, and the start of an object.
+  /// Of the keys, and of the start of an object.
   static constexpr std::size_t kMostPlaces = 64;
 
   /// The place, in a table's `byKey`, of the key to be expected: `behind` is 0 at the start of an

@@ -5,8 +5,11 @@
 #include "companion/views/number_text.h"
 #include "companion/views/quantity_text.h"
 
+#include <TavrineShared/foundation/ascii.h>
 #include <TavrineShared/model/stable_id.h>
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -63,9 +66,12 @@ class AlertList {
 
 std::string asSentence(std::string words) {
   if (words.empty()) return words;
-  char& first = words.front();
-  if (first >= 'a' && first <= 'z') first = static_cast<char>(first - 'a' + 'A');
-  return words.ends_with('.') ? words : words + ".";
+  words.front() = ascii::upper(words.front());
+  constexpr std::string_view kEnds[] = {".", "?", "!", "\u2026"};
+  const bool hasEnd = std::any_of(std::begin(kEnds), std::end(kEnds), [&](std::string_view end) {
+    return words.ends_with(end);
+  });
+  return hasEnd ? words : words + ".";
 }
 
 std::string gpuName(std::int64_t index) { return "GPU " + std::to_string(index); }

@@ -39,9 +39,10 @@ struct AssembleOptions {
 
 // Also one whose capture.json has been lost.
 bool isCapture(const fs::path& folder) {
-  return fs::exists(folder / kCaptureInfoFile) ||
+  std::error_code error;  // reading says why
+  return fs::exists(folder / kCaptureInfoFile, error) ||
          std::any_of(kCommandFiles.begin(), kCommandFiles.end(), [&](const CommandFile& each) {
-           return fs::exists(folder / each.file);
+           return fs::exists(folder / each.file, error);
          });
 }
 
@@ -50,10 +51,13 @@ bool isCapture(const fs::path& folder) {
 std::vector<fs::path> captureFolders(const std::string& name) {
   const fs::path folder(name);
   if (isCapture(folder)) return {folder};
-  if (fs::is_regular_file(folder)) {
-    throw std::runtime_error(name + ": no folder, as captures are; an archive must be unpacked");
-  }
   std::error_code error;
+  if (fs::is_regular_file(folder, error)) {
+    throw std::runtime_error(name + (folder.filename() == kCaptureInfoFile
+                                         ? ": its folder is the capture"
+                                         : ": no folder, as captures are; an archive must be "
+                                           "unpacked"));
+  }
   const fs::directory_iterator entries(folder, error);
   if (error) throw fs::filesystem_error("cannot read", folder, error);
   std::vector<fs::path> folders;

@@ -32,6 +32,7 @@ class ServerReader {
     server.problem = capture_.info.problem;
     server.connection = connection();
     tellCut();
+    tellNoTool();
     server.gpus = gpus();
     server.gpusAreKnown = output(commands::kGPUs) != nullptr && hasAnswered(commands::kGPUs);
     server.processes = processes();
@@ -69,17 +70,26 @@ class ServerReader {
     return result == nullptr || result->status == 0;
   }
 
-  // Who says that it has none of the tools is there all the same.
-  bool isReached() const {
+  // Who has answered to the end that it has none of the tools is there all the same.
+  bool hasNoTool() const {
     const std::vector<CommandResult>& commands = capture_.info.commands;
-    return !capture_.texts.empty() ||
-           std::any_of(commands.begin(), commands.end(), [](const CommandResult& each) {
+    return capture_.texts.empty() && !capture_.info.problem && !commands.empty() &&
+           std::all_of(commands.begin(), commands.end(), [](const CommandResult& each) {
              return each.status == kToolIsMissing;
            });
   }
 
+  void tellNoTool() {
+    if (!hasNoTool()) return;
+    opened(commands::kGPUs.command).add(FindingOutcome::readAsAbsent, [] {
+      Finding finding{};
+      finding.reason = "the host has neither this tool nor any other that is asked for";
+      return finding;
+    });
+  }
+
   ServerConnectionState connection() const {
-    if (!isReached()) return ServerConnectionState::offline;
+    if (capture_.texts.empty() && !hasNoTool()) return ServerConnectionState::offline;
     const bool isWhole =
         !capture_.texts.empty() && !capture_.info.problem &&
         std::all_of(kCommandFiles.begin(), kCommandFiles.end(), [this](const CommandFile& each) {

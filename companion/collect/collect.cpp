@@ -54,7 +54,8 @@ std::string because(const std::string& what, std::string_view words) {
 }
 
 // Why the output is not whole; empty when it is, be it that the connection was then held open.
-// `words` are what was printed beside it: some shells complain there and not where others do.
+// `words` are what was printed beside it: some shells complain there and not where others do. Where
+// ssh itself has failed, they are a greeting.
 std::string problemOf(const ChildEnd& end, const std::vector<Piece>& pieces, std::string_view words,
                       const std::string& program, double seconds) {
   if (!pieces.empty() && pieces.back().name == kLastPiece) return "";
@@ -74,8 +75,10 @@ std::string problemOf(const ChildEnd& end, const std::vector<Piece>& pieces, std
   }
   const std::string status = std::to_string(end.status);
   if (!pieces.empty()) return because("it ended too early, with status " + status, end.words);
+  constexpr int kFailureOfSSH = 255;
+  const bool isOfShell = trimmed(end.words).empty() && end.status != kFailureOfSSH;
   return because("no answer, but status " + status,
-                 trimmed(end.words).empty() ? words : std::string_view(end.words));
+                 isOfShell ? words : std::string_view(end.words));
 }
 
 // One host while it is being asked.

@@ -252,8 +252,8 @@ std::filesystem::path defaultConfigFile() {
 void applyConfig(CLI::App& command, const CollectOptions& options) {
   const std::filesystem::path file =
       options.config ? std::filesystem::path(*options.config) : defaultConfigFile();
-  std::error_code unknown;  // then reading says why
-  if (!options.config && !std::filesystem::exists(file, unknown) && !unknown) return;
+  std::error_code lookup;  // then reading says why
+  if (!options.config && !std::filesystem::exists(file, lookup) && !lookup) return;
   const FileBytes content = readFile(file);
   try {
     for (const Setting& setting : settingsIn(content.text())) {

@@ -3,6 +3,7 @@
 #include "companion/export/csv_text.h"
 #include "companion/export/html_page.h"
 #include "companion/export/metric_text.h"
+#include "companion/shell/nearest_word.h"
 #include "companion/shell/output.h"
 #include "companion/snapshot/snapshot_input.h"
 #include "companion/views/joined.h"
@@ -17,6 +18,7 @@
 #include <array>
 #include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -95,8 +97,16 @@ const Format* findFormat(std::string_view name) {
 }
 
 template <class List>
-std::string namesOf(const List& list) {
-  return joined(list, ", ", [](const auto& each) { return each.name; });
+std::vector<std::string> namesOf(const List& list) {
+  std::vector<std::string> names;
+  for (const auto& each : list) names.emplace_back(each.name);
+  return names;
+}
+
+std::string notAmong(const std::vector<std::string>& names, const std::string& name) {
+  const std::string meant = didYouMean(name, names);
+  return meant.empty() ? "must be one of " + joined(names, ", ", std::identity()) + ", not " + name
+                       : "must not be " + name + meant;
 }
 
 // In lines as long as those of a help.
@@ -194,7 +204,9 @@ void addExportVerb(CLI::App& program, Action& chosen) {
                               "tavrine export --format prometheus --output lab.prom",
                               "tavrine export --format csv --record gpus snapshot.json",
                               "tavrine export --format csv --output lab snapshot.json"});
-  addToHelp(app, wrapped("Kinds of records: " + namesOf(csvKinds()) + "."));
+  addToHelp(
+      app,
+      wrapped("Kinds of records: " + joined(namesOf(csvKinds()), ", ", std::identity()) + "."));
   addToHelp(app,
             "Exit status: 0 nothing was lost, 1 something was, 2 it is no snapshot, or\n"
             "what came of it cannot be written.");
@@ -203,9 +215,7 @@ void addExportVerb(CLI::App& program, Action& chosen) {
   app.add_option("--format", options->format, "what to make of it")
       ->required()
       ->check([](const std::string& name) {
-        return findFormat(name) != nullptr
-                   ? ""
-                   : "must be one of " + namesOf(kFormats) + ", not " + name;
+        return findFormat(name) != nullptr ? "" : notAmong(namesOf(kFormats), name);
       })
       ->type_name("FORMAT")
       ->option_text("=prometheus|openmetrics|csv|html");
@@ -217,9 +227,7 @@ void addExportVerb(CLI::App& program, Action& chosen) {
       ->type_name("PATH");
   app.add_option("--record", options->record, "of which kind of record csv is a table, see below")
       ->check([](const std::string& name) {
-        return findCSVKind(name) != nullptr
-                   ? ""
-                   : "must be one of " + namesOf(csvKinds()) + ", not " + name;
+        return findCSVKind(name) != nullptr ? "" : notAmong(namesOf(csvKinds()), name);
       })
       ->type_name("KIND");
   app.add_flag("--processes",

@@ -2,6 +2,7 @@
 
 #include "companion/capture/capture.h"
 
+#include <TavrineShared/foundation/ascii.h>
 #include <TavrineShared/foundation/unicode_text.h>
 #include <TavrineShared/model/app_snapshot.h>
 #include <TavrineShared/model/json_conventions.h>
@@ -73,14 +74,22 @@ bool isProcessTable(std::string_view text) {
 bool isDumpOfStacks(std::string_view text) {
   const std::string_view head = trimmed(headOf(text));
   const auto begins = [head](std::string_view word) {
-    return head.starts_with(word) && head.size() > word.size() && head[word.size()] >= '0' &&
-           head[word.size()] <= '9';
+    return head.starts_with(word) && head.size() > word.size() && ascii::isDigit(head[word.size()]);
   };
   return begins("Process ") || begins("Thread ");
 }
 
+// A snapshot that is cut off or lacks a key, and an exported page, hold the ends of logs.
+bool beginsADocument(std::string_view text) {
+  const std::string_view head = trimmed(headOf(text));
+  if (head.starts_with("<!")) return true;
+  if (!head.starts_with('{') && !head.starts_with('[')) return false;
+  const std::string_view inside = trimmed(head.substr(1));
+  return inside.starts_with('"') || inside.starts_with('{');
+}
+
 bool isTrainingLog(std::string_view text) {
-  return TrainingLogParser::parse(headOf(text)).loss.has_value();
+  return !beginsADocument(text) && TrainingLogParser::parse(headOf(text)).loss.has_value();
 }
 
 struct Content {

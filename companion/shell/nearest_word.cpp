@@ -2,6 +2,8 @@
 
 #include "companion/views/joined.h"
 
+#include <TavrineShared/foundation/ascii.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <functional>
@@ -20,7 +22,7 @@ std::string simplified(std::string_view word) {
   std::string simple;
   for (const char c : word) {
     if (c == '-' || c == '_') continue;
-    simple += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    simple += ascii::lower(c);
   }
   return simple;
 }

@@ -3,6 +3,8 @@
 #include "companion/shell/duration.h"
 #include "companion/shell/nearest_word.h"
 
+#include <TavrineShared/foundation/ascii.h>
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -21,10 +23,8 @@ constexpr const char* kWordLabel = "SUBCOMMAND";  // the name under which CLI11 
 
 constexpr std::size_t kDescriptionColumn = 28;
 
-char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
-
 std::string upper(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](char c) { return upper(c); });
+  std::transform(text.begin(), text.end(), text.begin(), ascii::upper);
   return text;
 }
 
@@ -59,13 +59,18 @@ const std::string& wordOf(const CLI::App& command) {
 }
 
 // Whether the command was given a word that it does not know. An option is likely to be one of a
-// command further in; and a word too many behind a verb is left to this one if it names a verb.
+// command further in, and what follows it its value; and a word too many behind a verb is left to
+// this one if it names a verb.
 bool isPuzzled(const CLI::App& command) {
   const std::vector<std::string> left = command.remaining();
-  return std::any_of(left.begin(), left.end(), [&](const std::string& word) {
-    const auto isCalledSo = [&](const CLI::App* known) { return known->get_name() == word; };
-    return !word.starts_with('-') && command.get_subcommands(isCalledSo).empty();
-  });
+  const bool hasGoneOn = !command.get_subcommands().empty();
+  for (std::size_t i = 0; i < left.size(); ++i) {
+    const auto isCalledSo = [&](const CLI::App* known) { return known->get_name() == left[i]; };
+    const bool mayBeValue = hasGoneOn && i > 0 && left[i - 1].starts_with("--");
+    if (left[i].starts_with('-') || mayBeValue) continue;
+    if (command.get_subcommands(isCalledSo).empty()) return true;
+  }
+  return false;
 }
 
 // The command at which the arguments went wrong.
@@ -92,7 +97,7 @@ std::vector<std::string> optionsOf(const CLI::App& command) {
 
 std::string unknownOption(const CLI::App& command, const std::string& argument) {
   std::string text = "unknown option: " + argument;
-  if (!argument.starts_with("--")) return text;
+  if (argument.size() < 3) return text;
   const std::string name = argument.substr(0, argument.find('='));
   const std::vector<std::string> known = optionsOf(command);
   const bool isKnown = std::find(known.begin(), known.end(), name) != known.end();
@@ -100,9 +105,11 @@ std::string unknownOption(const CLI::App& command, const std::string& argument) 
   return text + didYouMean(name, known);
 }
 
+std::string oneTooMany(const std::string& argument) { return "one argument too many: " + argument; }
+
 std::string unexpected(const CLI::App& command, const std::string& argument) {
   if (argument.size() > 1 && argument.starts_with('-')) return unknownOption(command, argument);
-  if (wordOf(command).empty()) return "one argument too many: " + argument;
+  if (wordOf(command).empty()) return oneTooMany(argument);
   std::vector<std::string> known;
   for (const CLI::App* each : command.get_subcommands([](const CLI::App*) { return true; })) {
     known.push_back(each->get_name());
@@ -157,7 +164,7 @@ CLI::App& addCommandGroup(CLI::App& parent, const std::string& name, const std::
                           const std::string& word, const std::vector<std::string>& examples) {
   CLI::App& command = *parent.add_subcommand(name, description);
   std::string heading = wordOf(parent) + "s";
-  heading.front() = upper(heading.front());
+  heading.front() = ascii::upper(heading.front());
   command.group(heading);
   describeCommand(command, word, examples);
   return command;
@@ -206,9 +213,11 @@ std::string valueText(const CLI::Option& option) {
 void explainUsage(const CLI::App& program, const CLI::ParseError& error) {
   const CLI::App& command = commandThatFailed(program);
   std::vector<std::string> rest = program.remaining(true);
+  const bool isNoOption = !rest.empty() && rest.front() == "--";  // what stands behind it
   std::erase(rest, "--");
   if (!rest.empty()) {
-    say(unexpected(command, rest.front()));
+    say(isNoOption && wordOf(command).empty() ? oneTooMany(rest.front())
+                                              : unexpected(command, rest.front()));
   } else if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError) &&
              !wordOf(command).empty()) {
     writeWords(program.help());

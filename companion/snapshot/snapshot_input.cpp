@@ -47,8 +47,8 @@ std::string readSnapshotDocument(const std::string& path) {
 }
 
 AppSnapshot readSnapshot(const SnapshotInput& input, Findings& findings) {
-  std::error_code unknown;  // then reading says why
-  if (!input.file && !std::filesystem::exists(input.path(), unknown) && !unknown) {
+  std::error_code lookup;  // then reading says why
+  if (!input.file && !std::filesystem::exists(input.path(), lookup) && !lookup) {
     throw std::runtime_error(
         "there is no latest snapshot, " + input.path() +
         "; 'tavrine refresh' makes one, and 'tavrine demo' shows a made-up lab");

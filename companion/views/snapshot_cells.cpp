@@ -37,7 +37,7 @@ std::string runMemory(const TrainingRun& run) {
 }
 
 std::string lastSeen(const ServerSummary& server, Timestamp takenAt) {
-  return server.lastSeen == Timestamp{} ? std::string(kNever) : agoText(server.lastSeen, takenAt);
+  return server.lastSeen == Timestamp{} ? "never" : agoText(server.lastSeen, takenAt);
 }
 
 std::string commandLine(const ProcessStat& process) {

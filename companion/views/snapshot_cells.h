@@ -34,8 +34,6 @@ Cell temperature(const GPUStat& gpu);
 /// The GPUs of a run are not known while its server's tool does not answer: then only what is used.
 std::string runMemory(const TrainingRun& run);
 
-inline constexpr std::string_view kNever = "never";
-
 /// Counted back from `takenAt`; never for the beginning of time, which stands for a server that
 /// has never answered.
 std::string lastSeen(const ServerSummary& server, Timestamp takenAt);

@@ -235,7 +235,7 @@ StyledLine OverviewText::server(const ServerSummary& server) const {
               Ink::plain);
   if (!server.gpus.empty()) addIfItFits(sumOfPower(server), Ink::plain);
   const std::string seen = lastSeen(server, snapshot_.timestamp);
-  addIfItFits(seen == kNever ? "never seen" : "seen " + seen, Ink::faint);
+  addIfItFits(server.lastSeen == Timestamp{} ? seen + " seen" : "seen " + seen, Ink::faint);
   addIfItFits(shownText(server.host, kName), Ink::faint);
   if (server.diskFreeGB) addIfItFits(gibibytes(*server.diskFreeGB) + " free", Ink::faint);
   return line;

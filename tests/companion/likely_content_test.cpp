@@ -62,6 +62,11 @@ INSTANTIATE_TEST_SUITE_P(
         {"processTable", kPIDs, "'tavrine parse processes'"},
         {"gpus", kGPU, "'tavrine parse gpus'"},
         {"gpusThatStopTheirReader", kGPU + "1, A, 1, 1, 1, 1, 1, 1, 1, 1, 1, nan\n", ""},
+        {"snapshotCutOff", R"({"runs": [{"logTail": "step 3 loss: 0.5)", ""},
+        {"snapshotWithoutTime", R"({"runs": [{"logTail": "step 3 loss: 0.5"}]})", ""},
+        {"listOfRuns", R"([{"logTail": "step 3 loss: 0.5"}])", ""},
+        {"exportedPage", "<!DOCTYPE html><pre>step 3 loss: 0.5</pre>", ""},
+        {"trainingLogInBrackets", "[2026-11-22 10:00] step 3 loss: 0.5\n", "training-log'"},
         {"trainingLog", "step 3 loss: 0.5\n", "'tavrine parse training-log'"},
     }));
 

@@ -44,10 +44,21 @@ class Hosts(CollectTest):
                    problem="no answer, but status 1: This account is not available.")
         self.state("echo 'Welcome'; echo 'gone' >&2; exit 1",
                    problem="no answer, but status 1: gone")
+        self.state("echo 'Welcome'; exit 255", problem="no answer, but status 255")
+        done = self.state("echo 'Is it you?'; exit 1",
+                          problem="no answer, but status 1: Is it you?")
+        self.assertEqual([alert["message"] for alert in json.loads(done.stdout)["alerts"]],
+                         ["No answer, but status 1: Is it you?"])
 
     def test_one_that_has_no_tool(self):
         (self.folder / "none").mkdir()
-        self.state(f"PATH={self.folder}/none exec /bin/sh -s", state="degraded", status=0)
+        done = self.ask("collect", "h", stub=f"PATH={self.folder}/none exec /bin/sh -s")
+        self.assertEqual(self.servers(done)["h"]["state"], "degraded")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("1 loss in 1 source", done.stderr)
+        told = self.ask("collect", "h", "--findings",
+                        stub=f"PATH={self.folder}/none exec /bin/sh -s").stderr
+        self.assertIn("neither this tool nor any other", told)
 
     def test_one_that_is_offline_is_told_why_in_its_alert(self):
         done = self.state("echo 'no such host' >&2; exit 255",

@@ -71,7 +71,8 @@ class Collect(CollectTest):
         self.assertEqual(done.stderr, "tavrine: empty: no capture, and no folder of captures\n")
         self.file("packed.tar.gz", b"")
         for name, why in (("packed.tar.gz", "no folder, as captures are; an archive must be unpacked"),
-                          ("none", "cannot read: No such file or directory")):
+                          ("none", "cannot read: No such file or directory"),
+                          ("x" * 300, "cannot read: File name too long")):
             done = self.tavrine("assemble", name)
             self.assertEqual((done.returncode, done.stderr), (2, f"tavrine: {name}: {why}\n"))
 

@@ -230,8 +230,9 @@ class WrongUsage(ProgramTest):
     def test_options_in_front_of_their_verb(self):
         self.expect_usage(["parse", "--table", "gpus"],
                           "--table has its place behind 'tavrine parse gpus'", "tavrine parse gpus")
-        self.expect_usage(["--color=never", "show"],
-                          "--color has its place behind 'tavrine show'", "tavrine show")
+        for options in (["--color=never"], ["--color", "never"]):
+            self.expect_usage([*options, "show"],
+                              "--color has its place behind 'tavrine show'", "tavrine show")
 
     def test_options_that_take_no_value(self):
         self.expect_usage(["demo", "--json=x"], "--json takes no value", "tavrine demo")
@@ -240,8 +241,8 @@ class WrongUsage(ProgramTest):
     def test_too_many_arguments(self):
         self.expect_usage(["parse", "gpus", H100, "b.csv"], "one argument too many: b.csv",
                           "tavrine parse gpus")
-        self.expect_usage(["parse", "gpus", "--", H100, "--b"], "unknown option: --b",
-                          "tavrine parse gpus")
+        self.expect_usage(["parse", "gpus", "--", H100, "--table"],
+                          "one argument too many: --table", "tavrine parse gpus")
         self.expect_usage(["show", "a.json", "demo"], "one argument too many: demo",
                           "tavrine show")
         self.expect_usage(["parse", "gpus", "a.csv", "parse"], "one argument too many: parse",
