@@ -82,6 +82,13 @@ fuzz: ## fuzzes each target for FUZZ_SECONDS (30)
 	@cmake --build --preset fuzz
 	@tools/fuzz.sh build/fuzz $(FUZZ_SECONDS)
 
+.PHONY: fuzz-minimised
+fuzz-minimised: ## keeps, minimised, what fuzzing has found
+	@tools/bootstrap build test ci
+	@cmake --preset fuzz
+	@cmake --build --preset fuzz
+	@tools/minimise_corpora.sh build/fuzz
+
 .PHONY: differential
 differential: ## holds the log parser against plain ICU for DIFFERENTIAL_SECONDS (120)
 	@tools/bootstrap build test

@@ -38,6 +38,7 @@ for target in "$build"/fuzz/*_fuzz; do
   set -- "$found" "$here/corpus/$name"
   real=$(real_inputs "$name")
   [ -z "$real" ] || set -- "$@" "$here/../tests/golden/$real"
+  [ ! -d "$build/fuzz/minimised/$name" ] || set -- "$@" "$build/fuzz/minimised/$name"
   [ ! -d "$here/regressions/$name" ] || set -- "$@" "$here/regressions/$name"
   [ ! -f "$here/dictionaries/$name.dict" ] || set -- "$@" -dict="$here/dictionaries/$name.dict"
   if ! "$target" -max_total_time="$seconds" -max_len=4096 -timeout=10 -artifact_prefix="$crashes/" \
