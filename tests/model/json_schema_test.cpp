@@ -16,7 +16,6 @@ namespace {
 class Colour : public Vocabulary<Colour> {
  public:
   enum class Case : std::uint8_t { red, deepBlue };
-  static const Colour red, deepBlue;
   constexpr Colour(Case value = Case::red) : value_(value) {}
   constexpr operator Case() const { return value_; }
   static constexpr auto kEntries =
@@ -25,8 +24,6 @@ class Colour : public Vocabulary<Colour> {
  private:
   Case value_;
 };
-inline constexpr Colour Colour::red{Case::red};
-inline constexpr Colour Colour::deepBlue{Case::deepBlue};
 
 struct Inner {
   bool yes;

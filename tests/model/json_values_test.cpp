@@ -27,7 +27,6 @@ using TextMap = std::map<std::string, std::string>;
 class Light : public Vocabulary<Light> {
  public:
   enum class Case : std::uint8_t { red, deepRed };
-  static const Light red, deepRed;
   constexpr Light(Case value = Case::red) : value_(value) {}
   constexpr operator Case() const { return value_; }
   static constexpr auto kEntries = std::to_array<VocabularyEntry<Case>>({
@@ -38,8 +37,6 @@ class Light : public Vocabulary<Light> {
  private:
   Case value_;
 };
-inline constexpr Light Light::red{Case::red};
-inline constexpr Light Light::deepRed{Case::deepRed};
 
 // --- each type, read and written ---
 

@@ -136,6 +136,7 @@ TEST(Vocabulary, listsAllCasesInOrder) {
 
 TEST(Vocabulary, mayDoWithoutTitles) {
   EXPECT_EQ(Paint::red.title(), "");
+  EXPECT_EQ(Paint::blue.title(), "");
   EXPECT_EQ(Paint::red.rawValue(), "red");
 }
 
