@@ -9,7 +9,7 @@
 #include <TavrineShared/model/stable_id.h>
 
 #include <algorithm>
-#include <iterator>
+#include <array>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -67,8 +67,8 @@ class AlertList {
 std::string asSentence(std::string words) {
   if (words.empty()) return words;
   words.front() = ascii::upper(words.front());
-  constexpr std::string_view kEnds[] = {".", "?", "!", "\u2026"};
-  const bool hasEnd = std::any_of(std::begin(kEnds), std::end(kEnds), [&](std::string_view end) {
+  constexpr auto kEnds = std::to_array<std::string_view>({".", "?", "!", "\u2026"});
+  const bool hasEnd = std::any_of(kEnds.begin(), kEnds.end(), [&](std::string_view end) {
     return words.ends_with(end);
   });
   return hasEnd ? words : words + ".";

@@ -19,6 +19,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <span>
@@ -99,6 +100,7 @@ const Format* findFormat(std::string_view name) {
 template <class List>
 std::vector<std::string> namesOf(const List& list) {
   std::vector<std::string> names;
+  names.reserve(std::size(list));
   for (const auto& each : list) names.emplace_back(each.name);
   return names;
 }
