@@ -1,6 +1,6 @@
 // Any text as what a process or a log may show. What must hold: only secrets are taken, so that the
 // rest stands in the text in the same order; and what has been redacted stays as it is.
-#include "companion/redact/redaction.h"
+#include "companion/redact/text_redaction.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view text(reinterpret_cast<const char*>(data), size);
 
   const std::string once = redacted(text);
-  require(redacted(std::string_view(once)) == once, "what is redacted stays as it is");
+  require(redacted(once) == once, "what is redacted stays as it is");
 
   std::size_t searched = 0;
   std::string_view rest = once;

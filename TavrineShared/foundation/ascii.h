@@ -2,6 +2,7 @@
 // header includes it.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace tavrine::ascii {
@@ -14,6 +15,13 @@ constexpr bool isLower(char c) { return c >= 'a' && c <= 'z'; }
 
 /// `c` itself unless it is a capital letter.
 constexpr char lower(char c) { return isUpper(c) ? static_cast<char>(c + ('a' - 'A')) : c; }
+
+/// `text` with each capital letter of ASCII made small.
+inline std::string lower(std::string_view text) {
+  std::string lowered(text);
+  for (char& c : lowered) c = lower(c);
+  return lowered;
+}
 
 /// `c` itself unless it is a small letter.
 constexpr char upper(char c) { return isLower(c) ? static_cast<char>(c - ('a' - 'A')) : c; }

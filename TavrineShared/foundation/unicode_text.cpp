@@ -226,11 +226,7 @@ std::string_view detail::trimmedAtLength(std::string_view text) {
 
 std::string lowercased(std::string_view text) {
   const char* const end = text.data() + text.size();
-  if (byte_scan::skipASCII(text.data(), end) == end) {
-    std::string lower(text);
-    for (char& c : lower) c = ascii::lower(c);
-    return lower;
-  }
+  if (byte_scan::skipASCII(text.data(), end) == end) return ascii::lower(text);
   // ICU counts in int32_t, and lower-casing can lengthen a text by half.
   constexpr std::size_t kPieceLimit = std::size_t{1} << 30;
   if (isWellFormedUTF8(text)) return detail::lowercasedInPieces(text, kPieceLimit);

@@ -17,6 +17,7 @@
 #pragma once
 
 #include <TavrineShared/model/json_values.h>
+#include <TavrineShared/model/lossy_values.h>
 
 #include <algorithm>
 #include <array>

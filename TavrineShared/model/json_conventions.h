@@ -12,7 +12,9 @@
 #include <TavrineShared/model/coding_error.h>
 #include <TavrineShared/model/findings.h>
 #include <TavrineShared/model/json_values.h>
+#include <TavrineShared/model/lossy_values.h>
 #include <TavrineShared/model/record.h>
+#include <TavrineShared/model/value_type.h>
 
 #include <string>
 #include <string_view>

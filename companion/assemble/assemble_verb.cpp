@@ -3,7 +3,7 @@
 #include "companion/assemble/assemble.h"
 #include "companion/assemble/assembly_output.h"
 #include "companion/capture/capture_folder.h"
-#include "companion/redact/redaction.h"
+#include "companion/redact/snapshot_redaction.h"
 #include "companion/shell/json_output.h"
 #include "companion/snapshot/snapshot_input.h"
 

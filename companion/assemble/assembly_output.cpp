@@ -1,6 +1,6 @@
 #include "companion/assemble/assembly_output.h"
 
-#include "companion/redact/redaction.h"
+#include "companion/redact/text_redaction.h"
 #include "companion/shell/output.h"
 #include "companion/views/findings_text.h"
 #include "companion/views/quantity_text.h"
@@ -49,7 +49,7 @@ bool tellLosses(const FindingsBook& book, bool inFull, bool redact) {
   const std::string summary = lossSummary(book);
   if (inFull) {
     const std::string text = sourceFindingsText(book);
-    writeWords(redact ? redacted(std::string_view(text)) : text);
+    writeWords(redact ? redacted(text) : text);
   } else if (!summary.empty()) {
     say(summary + "; --findings tells of what, and why");
   }

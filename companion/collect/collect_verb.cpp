@@ -4,7 +4,7 @@
 #include "companion/collect/collect_run.h"
 #include "companion/collect/collect_verbs.h"
 #include "companion/collect/collector_script.h"
-#include "companion/redact/redaction.h"
+#include "companion/redact/snapshot_redaction.h"
 #include "companion/shell/interruption.h"
 #include "companion/shell/json_output.h"
 #include "companion/shell/output.h"

@@ -3,7 +3,7 @@
 #include "companion/collect/collect_options.h"
 #include "companion/collect/collect_run.h"
 #include "companion/collect/collect_verbs.h"
-#include "companion/redact/redaction.h"
+#include "companion/redact/snapshot_redaction.h"
 #include "companion/shell/interruption.h"
 #include "companion/shell/output.h"
 #include "companion/views/number_text.h"

@@ -1,6 +1,7 @@
 #include "companion/redact/capture_redaction.h"
 
-#include "companion/redact/redaction.h"
+#include "companion/redact/secret_names.h"
+#include "companion/redact/text_redaction.h"
 
 #include <TavrineShared/foundation/json_reader.h>
 #include <TavrineShared/foundation/json_writer.h>
@@ -28,12 +29,6 @@ std::size_t endOfText(std::string_view json) {
   return 0;
 }
 
-// Whether a value under this name is a secret, by the rules of redaction.h.
-bool isSecretName(const std::string& name) {
-  const std::string assignment = name + "=x";
-  return redacted(std::string_view(assignment)) != assignment;
-}
-
 // Takes a document apart into texts and what stands between them, and leaves out secrets.
 class JSONRedaction {
  public:
@@ -54,8 +49,8 @@ class JSONRedaction {
       out_.append(redacted(literal));
       return;
     }
-    const std::string kept =
-        isSecretValue_ ? std::string(kRedacted) : redacted(std::string_view(text_));
+    const bool isSecret = isSecretValue_ && !isAnswer(text_);
+    const std::string kept = isSecret ? std::string(kRedacted) : redacted(text_);
     if (kept == text_) {
       out_.append(literal);
       return;
@@ -75,7 +70,7 @@ class JSONRedaction {
 
 void redactInfo(CaptureInfo& info) {
   const auto redact = [](std::optional<std::string>& text) {
-    if (text) text = redacted(std::string_view(*text));
+    if (text) text = redacted(*text);
   };
   redact(info.problem);
   for (CapturedRun& run : info.runs) {
@@ -109,7 +104,7 @@ std::string redactedJSON(std::string_view text) {
 Capture redacted(Capture capture) {
   for (auto& [path, text] : capture.texts) {
     const bool isJSON = path.ends_with(".json") || path.ends_with(".jsonl");
-    text = isJSON ? redactedJSON(text) : redacted(std::string_view(text));
+    text = isJSON ? redactedJSON(text) : redacted(text);
   }
   redactInfo(capture.info);
   return capture;

@@ -9,7 +9,7 @@
 namespace tavrine {
 
 /// A JSON document, or lines of JSON, without the secrets in each of its texts, by the rules of
-/// redaction.h. It stays JSON; what is none comes back as it was.
+/// text_redaction.h. It stays JSON; what is none comes back as it was.
 std::string redactedJSON(std::string_view text);
 
 /// All texts of a capture without secrets.

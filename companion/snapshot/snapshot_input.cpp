@@ -1,7 +1,7 @@
 #include "companion/snapshot/snapshot_input.h"
 
 #include "companion/parse/likely_content.h"
-#include "companion/redact/redaction.h"
+#include "companion/redact/snapshot_redaction.h"
 #include "companion/shell/input.h"
 #include "companion/shell/output.h"
 #include "companion/shell/usage.h"

@@ -1,6 +1,6 @@
 #include "companion/watch/watch_verb.h"
 
-#include "companion/redact/redaction.h"
+#include "companion/redact/snapshot_redaction.h"
 #include "companion/shell/input.h"
 #include "companion/snapshot/tick_option.h"
 #include "companion/watch/demo_source.h"

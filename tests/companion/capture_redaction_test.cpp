@@ -41,6 +41,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"aMemberWithASecretName",
          R"({"password": "a b", "env":{"HF_TOKEN":"c"},"tokenizer":"d"})",
          R"({"password": "[redacted]", "env":{"HF_TOKEN":"[redacted]"},"tokenizer":"d"})"},
+        {"answers", R"({"use_auth_token": "True"})", R"({"use_auth_token": "True"})"},
         {"aLineWhoseBeginningIsCutOff",
          R"(on x --password abc y", "gpu_util": 5})",
          R"(on x --password [redacted] y", "gpu_util": 5})"},

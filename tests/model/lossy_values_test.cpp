@@ -1,4 +1,4 @@
-#include <TavrineShared/model/json_values.h>
+#include <TavrineShared/model/lossy_values.h>
 
 #include <TavrineShared/model/field_table.h>
 #include <TavrineShared/model/findings.h>

@@ -1,4 +1,4 @@
-#include <TavrineShared/model/json_values.h>
+#include <TavrineShared/model/value_type.h>
 
 #include <TavrineShared/model/findings.h>
 
