@@ -22,6 +22,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -62,7 +63,19 @@ std::string outcome(const AppSnapshot& snapshot) {
   return text + ", " + counted(snapshot.alerts.size(), "alert", "alerts");
 }
 
-// What is no snapshot is replaced by one, and not without a word.
+// A file that somebody named may hold anything. What is no snapshot, and so was not written by us,
+// is not ours to replace.
+void requireReplaceable(const std::filesystem::path& file) {
+  if (!std::filesystem::exists(file) || std::filesystem::is_empty(file)) return;
+  try {
+    SnapshotDiskStore::readOrThrow(file);
+  } catch (const DecodingError& error) {
+    throw std::runtime_error(file.string() +
+                             " holds no snapshot and is left as it is: " + error.what());
+  }
+}
+
+// What was damaged in the place for snapshots is replaced, and not without a word.
 std::optional<AppSnapshot> previousIn(const std::filesystem::path& file, FindingsBook& book) {
   if (!std::filesystem::exists(file)) return std::nullopt;
   try {
@@ -120,6 +133,7 @@ ExitStatus refresh(const RefreshOptions& options) {
   const CollectRequest request = options.collect.resolved();
   const std::filesystem::path file =
       options.file ? std::filesystem::path(*options.file) : SnapshotDiskStore::defaultURL();
+  if (options.file) requireReplaceable(file);
   noteInterruptions();
   auto started = Clock::now();
   const bool isAllWell = refreshOnce(request, options, file);

@@ -141,6 +141,17 @@ class Refresh(CollectTest):
         self.assertIn("latest.json: ", done.stderr)
         self.assertEqual(len(self.latest()["servers"]), 1)
 
+    def test_replaces_no_file_that_holds_something_else(self):
+        thesis = self.file("thesis.tex", b"\\section{Years of work}\n")
+        done = self.ask("refresh", "a", "--file", thesis)
+        self.assertEqual(done.returncode, 2)
+        self.assertIn("thesis.tex holds no snapshot and is left as it is: not JSON: ", done.stderr)
+        self.assertEqual(thesis.read_bytes(), b"\\section{Years of work}\n")
+        thesis.write_bytes(b"")
+        self.assertEqual(self.ask("refresh", "a", "--file", thesis).returncode, 0)
+        self.assertEqual(self.ask("refresh", "a", "--file", thesis).returncode, 0)
+        self.assertEqual(len(json.loads(thesis.read_bytes())["servers"]), 1)
+
     def test_losses_in_the_snapshot_before_are_told(self):
         self.ask("refresh", "a")
         damaged = self.latest()
