@@ -16,7 +16,12 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iomanip>
+#include <ostream>
 #include <random>
+#include <streambuf>
+#include <string>
+#include <string_view>
 #include <utility>
 
 namespace tavrine::benchmarks {
@@ -43,6 +48,16 @@ std::string withShuffledKeys(const std::string& document) {
   };
   return shuffled(nlohmann::ordered_json::parse(document)).dump(2);
 }
+
+// Takes what is written to a stream and keeps nothing.
+class ByteSink : public std::streambuf {
+ protected:
+  int_type overflow(int_type c) override { return traits_type::not_eof(c); }
+  std::streamsize xsputn(const char* bytes, std::streamsize count) override {
+    benchmark::DoNotOptimize(bytes);
+    return count;
+  }
+};
 
 std::string badProcesses(std::size_t count) {
   constexpr std::string_view kKinds[] =
@@ -85,6 +100,11 @@ int run(int argc, char** argv) {
   table.making("encode", pretty.size(), [&snapshot] {
     return encode(snapshot, JSONStyle::pretty);
   });
+  table.task("encode, in pieces", pretty.size(), [&snapshot] {
+    encode(snapshot, JSONStyle::pretty, [](std::string_view piece) {
+      benchmark::DoNotOptimize(piece.data());
+    });
+  });
   table.task("hash", pretty.size(), [&snapshot] {
     benchmark::DoNotOptimize(std::hash<AppSnapshot>()(snapshot));
   });
@@ -99,6 +119,10 @@ int run(int argc, char** argv) {
   });
   table.making("nlohmann to_json and dump(2)", pretty.size(), [&snapshot] {
     return nlohmann::json(snapshot).dump(2);
+  });
+  table.task("nlohmann to_json and <<", pretty.size(), [&snapshot] {
+    ByteSink sink;
+    std::ostream(&sink) << std::setw(2) << nlohmann::json(snapshot);
   });
   // The store syncs what it wrote, which nobody else does here; but that is waiting, not CPU time.
   const TemporaryFolder folder;
@@ -129,6 +153,7 @@ int run(int argc, char** argv) {
   table.row("validate", "simdjson raw parse", 0.85, 1.2);
   table.row("validate", "simdjson raw parse, warm", 0.85, 1.2);
   table.row("encode", "nlohmann to_json and dump(2)", 6, 12);
+  table.row("encode, in pieces", "nlohmann to_json and <<", 6, 12);
   table.row("store: read", "nlohmann parse of a file");
   table.row("store: write", "nlohmann dump(2) to a file");
   table.row("decode", "memcpy of the document");

@@ -156,11 +156,11 @@ class Temporary {
         throwError(kCannotWrite, target_, errno);
       }
     }
-    // Otherwise a loss of power could leave the new name with nothing behind it.
-    if (::fsync(file_.get()) != 0) throwError(kCannotWrite, target_, errno);
   }
 
   void takeThePlace() {
+    // Otherwise a loss of power could leave the new name with nothing behind it.
+    if (::fsync(file_.get()) != 0) throwError(kCannotWrite, target_, errno);
     if (permissions_ && ::fchmod(file_.get(), *permissions_) != 0) {
       throwError(kCannotWrite, target_, errno);
     }
@@ -234,10 +234,14 @@ FileBytes readFile(const fs::path& path) {
 }
 
 void replaceFile(const fs::path& path, std::string_view bytes) {
+  replaceFile(path, [bytes](const FileSink& file) { file(bytes); });
+}
+
+void replaceFile(const fs::path& path, const std::function<void(const FileSink&)>& produce) {
   requireFileName(path);
   requireNoDevice(path);
   Temporary temporary(path);
-  temporary.write(bytes);
+  produce([&temporary](std::string_view bytes) { temporary.write(bytes); });
   temporary.takeThePlace();
   syncFolder(path.has_parent_path() ? path.parent_path() : ".");
 }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -43,6 +44,14 @@ void requireFileName(const std::filesystem::path& path);
 /// hexadecimal digits in it, which the next one to write there removes. To find such files, each
 /// call goes over the names in the folder.
 void replaceFile(const std::filesystem::path& path, std::string_view bytes);
+
+/// Takes the next bytes of a file.
+using FileSink = std::function<void(std::string_view)>;
+
+/// The same for bytes that come in pieces: `produce` hands them all to the sink that it is given.
+/// When it throws, the old file is untouched, too.
+void replaceFile(const std::filesystem::path& path,
+                 const std::function<void(const FileSink& file)>& produce);
 
 /// The current user's: of the environment's HOME, or else of the user database. Throws
 /// `std::filesystem::filesystem_error` where neither knows it.

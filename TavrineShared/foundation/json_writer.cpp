@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace tavrine {
 
@@ -16,6 +17,7 @@ namespace {
 
 constexpr std::size_t kIndentWidth = 2;
 constexpr std::size_t kFirstCapacity = 256;
+constexpr std::size_t kPieceSize = std::size_t{64} << 10;
 
 // Longer than the longest shortest form, -2.2250738585072014e-308, and than any 64-bit integer.
 constexpr std::size_t kNumberRoom = 32;
@@ -52,8 +54,12 @@ char* writeShortDecimal(char* p, double value) {
 }  // namespace
 
 void JSONWriter::grow(std::size_t count) {
-  const auto written = static_cast<std::size_t>(p_ - buffer_.get());
   const auto capacity = static_cast<std::size_t>(end_ - buffer_.get());
+  if (sink_ && capacity >= kPieceSize) {
+    flush();
+    if (count <= capacity) return;
+  }
+  const auto written = static_cast<std::size_t>(p_ - buffer_.get());
   const std::size_t wanted = std::max({written + count, capacity * 2, kFirstCapacity});
   auto* const bytes = static_cast<char*>(std::realloc(buffer_.get(), wanted));
   if (bytes == nullptr) throw std::bad_alloc();
@@ -199,6 +205,11 @@ void JSONWriter::text(std::string_view value) {
     }
   }
   put('"');
+}
+
+void JSONWriter::flush() {
+  const char* const end = std::exchange(p_, buffer_.get());
+  sink_({buffer_.get(), end});
 }
 
 std::string JSONWriter::take() {

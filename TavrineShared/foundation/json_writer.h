@@ -4,15 +4,18 @@
 // Texts are escaped only where RFC 8259 demands it; ill-formed UTF-8 becomes U+FFFD. Doubles are
 // the shortest decimal that reads back the same, integral ones without a point. The caller brings
 // the values in a legal order (keys only inside objects, one value behind each key); the writer
-// sees to commas, line breaks and indentation.
+// sees to commas, line breaks and indentation. It keeps the document until it is taken, or hands it
+// on piece by piece.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace tavrine {
 
@@ -22,10 +25,15 @@ enum class JSONStyle : std::uint8_t {
   pretty,
 };
 
+/// Takes the next piece of a document. What it throws goes through to whoever writes.
+using JSONSink = std::function<void(std::string_view)>;
+
 /// A document as far as it has been written.
 class JSONWriter {
  public:
-  explicit JSONWriter(JSONStyle style) : isPretty_(style == JSONStyle::pretty) {}
+  /// With a sink, no more of the document is kept than the longest text in it takes, or 64 KB.
+  explicit JSONWriter(JSONStyle style, JSONSink sink = nullptr)
+      : sink_(std::move(sink)), isPretty_(style == JSONStyle::pretty) {}
 
   void beginObject() { open('{'); }
   void endObject() { close('}'); }
@@ -50,6 +58,8 @@ class JSONWriter {
 
   /// The document, complete once every level has been closed. The writer is empty afterwards.
   std::string take();
+  /// Hands on what a sink has not been given yet.
+  void flush();
 
  private:
   void open(char bracket);
@@ -68,6 +78,7 @@ class JSONWriter {
     void operator()(char* bytes) const { std::free(bytes); }
   };
 
+  JSONSink sink_;
   // Not a std::string: for a large document, growing one touches several times the memory that
   // realloc does, which moves pages rather than bytes.
   std::unique_ptr<char, Free> buffer_;

@@ -14,6 +14,15 @@ DecodingError notJSON(std::string_view document, const JSONReader::SyntaxError& 
               ", column " + std::to_string(position.column)};
 }
 
+void encodeInto(JSONWriter& writer, const ValueType& type, const void* value) {
+  EncodingProblem problem;
+  EncodeContext context;
+  context.problem = &problem;
+  if (!type.encode(writer, value, context)) {
+    throw EncodingError(std::move(problem.path), std::string(problem.reason));
+  }
+}
+
 }  // namespace
 
 void decodeDocument(std::string_view document, const ValueType& type, void* value,
@@ -39,13 +48,15 @@ void decodeDocument(std::string_view document, const ValueType& type, void* valu
 
 std::string encodeDocument(const ValueType& type, const void* value, JSONStyle style) {
   JSONWriter writer(style);
-  EncodingProblem problem;
-  EncodeContext context;
-  context.problem = &problem;
-  if (!type.encode(writer, value, context)) {
-    throw EncodingError(std::move(problem.path), std::string(problem.reason));
-  }
+  encodeInto(writer, type, value);
   return writer.take();
+}
+
+void encodeDocument(const ValueType& type, const void* value, JSONStyle style,
+                    const JSONSink& sink) {
+  JSONWriter writer(style, sink);
+  encodeInto(writer, type, value);
+  writer.flush();
 }
 
 }  // namespace tavrine::detail

@@ -25,6 +25,8 @@ namespace detail {
 void decodeDocument(std::string_view document, const ValueType& type, void* value,
                     Findings* findings);
 std::string encodeDocument(const ValueType& type, const void* value, JSONStyle style);
+void encodeDocument(const ValueType& type, const void* value, JSONStyle style,
+                    const JSONSink& sink);
 }  // namespace detail
 
 /// The one value of a JSON document. Throws `DecodingError`; what lenient rules passed over on the
@@ -41,6 +43,13 @@ T decode(std::string_view document, Findings* findings = nullptr) {
 template <class T>
 std::string encode(const T& value, JSONStyle style = JSONStyle::compact) {
   return detail::encodeDocument(kValueType<T>, &value, style);
+}
+
+/// The same document in pieces, none of which need be kept. Where it throws, some have been handed
+/// on already.
+template <class T>
+void encode(const T& value, JSONStyle style, const JSONSink& sink) {
+  detail::encodeDocument(kValueType<T>, &value, style, sink);
 }
 
 }  // namespace tavrine

@@ -1,8 +1,11 @@
 #include <TavrineShared/tavrine_shared.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <iostream>
 #include <limits>
 #include <string>
+#include <string_view>
 #include <vector>
 
 using namespace tavrine;
@@ -56,6 +59,17 @@ void unwritable() {
   }
 }
 
+void inPieces() {
+  const std::vector<CPUTemperature> sensors(100'000, CPUTemperature{"nvme", 41});
+  std::size_t bytes = 0;
+  std::size_t longest = 0;
+  encode(sensors, JSONStyle::compact, [&](std::string_view piece) {
+    bytes += piece.size();
+    longest = std::max(longest, piece.size());
+  });
+  std::cout << bytes << " bytes, never more than " << longest << " at once\n";
+}
+
 void schema() {
   std::cout << jsonSchema(CPUTemperature::table(), JSONStyle::compact).substr(0, 60) << "...\n";
 }
@@ -66,5 +80,6 @@ int main() {
   lenient();
   ownLimit();
   unwritable();
+  inPieces();
   schema();
 }

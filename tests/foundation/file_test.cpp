@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <functional>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -144,6 +145,32 @@ TEST(ReplaceFile, replacesAnOldOne) {
   EXPECT_EQ(contentOf(folder / "file"), "short");
   replaceFile(folder / "file", "");
   EXPECT_EQ(contentOf(folder / "file"), "");
+  EXPECT_EQ(folder.names(), std::vector<std::string>{"file"});
+}
+
+TEST(ReplaceFile, takesBytesInPieces) {
+  const TemporaryFolder folder;
+  const fs::path path = folder.file("file", kOld);
+  replaceFile(path, [&path](const FileSink& file) {
+    file(kLong);
+    file("");
+    file(kLong);
+    EXPECT_EQ(contentOf(path), kOld) << "until all are there";
+  });
+  EXPECT_EQ(contentOf(path), kLong + kLong);
+  replaceFile(path, [](const FileSink&) {});
+  EXPECT_EQ(contentOf(path), "");
+}
+
+TEST(ReplaceFile, leavesTheOldFileWhereThePiecesEndInAnError) {
+  const TemporaryFolder folder;
+  const fs::path path = folder.file("file", kOld);
+  const auto produce = [](const FileSink& file) {
+    file(kLong);
+    throw std::domain_error("no more");
+  };
+  EXPECT_THROW(replaceFile(path, produce), std::domain_error);
+  EXPECT_EQ(contentOf(path), kOld);
   EXPECT_EQ(folder.names(), std::vector<std::string>{"file"});
 }
 

@@ -8,10 +8,12 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <ostream>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -537,6 +539,44 @@ TEST(JSONWriter, writesTheSameJSONInBothStyles) {
     ASSERT_TRUE(prettyReader.skip() && prettyReader.finish()) << prettyDocument;
     ASSERT_EQ(withoutLayout(prettyDocument), compactDocument);
   }
+}
+
+// --- pieces ---
+
+void writeLongList(JSONWriter& writer) {
+  writer.beginList();
+  for (std::int64_t i = 0; i < 50'000; ++i) {
+    writer.element();
+    writer.integer(i);
+  }
+  writer.element();
+  writer.text(std::string(300'000, 'x'));
+  writer.element();
+  writer.text("the end");
+  writer.endList();
+}
+
+TEST(JSONWriter, handsOnADocumentInPieces) {
+  for (const JSONStyle style : {JSONStyle::compact, JSONStyle::pretty}) {
+    JSONWriter whole(style);
+    writeLongList(whole);
+    std::string document;
+    std::size_t pieces = 0;
+    JSONWriter inPieces(style, [&](std::string_view piece) {
+      document += piece;
+      ++pieces;
+    });
+    writeLongList(inPieces);
+    EXPECT_GE(pieces, 4U);
+    inPieces.flush();
+    EXPECT_EQ(document, whole.take());
+  }
+}
+
+TEST(JSONWriter, passesOnWhatItsSinkThrows) {
+  JSONWriter writer(JSONStyle::compact,
+                    [](std::string_view) { throw std::runtime_error("the disk is full"); });
+  EXPECT_THROW(writeLongList(writer), std::runtime_error);
 }
 
 }  // namespace

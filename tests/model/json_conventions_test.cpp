@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <map>
@@ -151,6 +152,22 @@ TEST(Encode, isCompactOrPretty) {
             "}");
   EXPECT_EQ(decode<Tree>(encode(tree)), tree);
   EXPECT_EQ(decode<Tree>(encode(tree, JSONStyle::pretty)), tree);
+}
+
+TEST(Encode, givesTheSameInPieces) {
+  const std::vector<Leaf> leaves(20'000, Leaf{1, "text"});
+  for (const JSONStyle style : {JSONStyle::compact, JSONStyle::pretty}) {
+    std::string document;
+    std::size_t pieces = 0;
+    encode(leaves, style, [&](std::string_view piece) {
+      document += piece;
+      ++pieces;
+    });
+    EXPECT_EQ(document, encode(leaves, style));
+    EXPECT_GT(pieces, 1U);
+  }
+  const std::vector<double> bad = {1, std::numeric_limits<double>::infinity()};
+  EXPECT_THROW(encode(bad, JSONStyle::compact, [](std::string_view) {}), EncodingError);
 }
 
 TEST(Encode, throwsWhereAValueHasNoForm) {

@@ -1,5 +1,6 @@
 #include <TavrineShared/store/snapshot_disk_store.h>
 
+#include <TavrineShared/demo/sample_data.h>
 #include <TavrineShared/model/json_conventions.h>
 
 #include <gtest/gtest.h>
@@ -224,6 +225,11 @@ TEST(SnapshotWrite, leavesTheOldFileWhereASnapshotHasNoJSON) {
     EXPECT_EQ(error.path(), "sensors[0].loadAverage[0]");
   }
   EXPECT_THROW(SnapshotDiskStore::write(snapshotAt(Timestamp::max()), path), EncodingError);
+  // One that shows only when much has been written: the time comes behind the processes.
+  AppSnapshot large = SampleData::snapshot(0);
+  large.processes.resize(20'000, large.processes.front());
+  large.timestamp = Timestamp::max();
+  EXPECT_THROW(SnapshotDiskStore::write(large, path), EncodingError);
   EXPECT_EQ(contentOf(path), before);
   EXPECT_EQ(folder.names(), std::vector<std::string>{"latest.json"});
 }
