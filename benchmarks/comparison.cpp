@@ -65,7 +65,7 @@ class Recorder : public benchmark::BenchmarkReporter {
   bool ReportContext(const Context&) override { return true; }
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
+      if (run.run_type != Run::RT_Iteration) continue;
       seconds_[run.run_name.function_name].push_back(run.cpu_accumulated_time /
                                                      static_cast<double>(run.iterations));
     }

@@ -37,7 +37,7 @@ inline void giveBackHeap() { malloc_trim(0); }
 inline std::function<void()> validation(const std::string& document) {
   return [&document] {
     JSONReader reader(document);
-    const bool isJSON = reader.skip() && reader.finish();
+    bool isJSON = reader.skip() && reader.finish();
     benchmark::DoNotOptimize(isJSON);
   };
 }

@@ -109,7 +109,7 @@ int run(int argc, char** argv) {
     benchmark::DoNotOptimize(std::hash<AppSnapshot>()(snapshot));
   });
   table.task("compare two equal ones", pretty.size(), [&snapshot, &twin] {
-    const bool areEqual = snapshot == twin;
+    bool areEqual = snapshot == twin;
     benchmark::DoNotOptimize(areEqual);
   });
   table.making("simdjson raw parse", pretty.size(), rawParse(padded), giveBackHeap);

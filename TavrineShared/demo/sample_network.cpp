@@ -165,7 +165,7 @@ std::vector<NetworkInsight> insights() {
 // --- SSH logins ---
 
 struct Login {
-  const Connection& connection;
+  const Connection* connection;
   const char* id;
   const char* type;
   const char* words;  // of the log, before the name of the account
@@ -177,7 +177,7 @@ struct Login {
 
 // The oldest first, as a log has them.
 constexpr auto kLogins = std::to_array<Login>({
-    {.connection = kCampusLogin,
+    {.connection = &kCampusLogin,
      .id = "sample-ssh:campus",
      .type = "accepted_publickey",
      .words = "Accepted publickey for ",
@@ -185,7 +185,7 @@ constexpr auto kLogins = std::to_array<Login>({
      .attempts = 1,
      .lastAgo = 12180,
      .tookSeconds = 0},
-    {.connection = kTorLogin,
+    {.connection = &kTorLogin,
      .id = "sample-ssh:tor",
      .type = "invalid_user",
      .words = "Failed password for invalid user ",
@@ -193,7 +193,7 @@ constexpr auto kLogins = std::to_array<Login>({
      .attempts = 3,
      .lastAgo = 1460,
      .tookSeconds = 42},
-    {.connection = kRussianProbe,
+    {.connection = &kRussianProbe,
      .id = "sample-ssh:yandex",
      .type = "failed_password",
      .words = "Failed password for ",
@@ -201,7 +201,7 @@ constexpr auto kLogins = std::to_array<Login>({
      .attempts = 9,
      .lastAgo = 650,
      .tookSeconds = 118},
-    {.connection = kChineseProbe,
+    {.connection = &kChineseProbe,
      .id = "sample-ssh:china-telecom",
      .type = "failed_password",
      .words = "Failed password for ",
@@ -214,23 +214,23 @@ constexpr auto kLogins = std::to_array<Login>({
 std::string logLine(const Login& login, const Moment& moment) {
   std::string line = iso8601Text(moment.ago(login.lastAgo)).value_or("-");
   line.append(" ").append(kServerA.name).append(" sshd: ").append(login.words).append(login.user);
-  line.append(" from ").append(login.connection.remote.address);
-  return line.append(" port ").append(std::to_string(login.connection.remotePort)).append(" ssh2");
+  line.append(" from ").append(login.connection->remote.address);
+  return line.append(" port ").append(std::to_string(login.connection->remotePort)).append(" ssh2");
 }
 
 SSHAuthEvent event(const Login& login, const Moment& moment) {
-  const RemoteEnd& remote = login.connection.remote;
+  const RemoteEnd& remote = login.connection->remote;
   return {.id = login.id,
           .type = login.type,
           .remoteIP = remote.address,
           .user = login.user,
-          .port = login.connection.remotePort,
+          .port = login.connection->remotePort,
           .lat = remote.lat,
           .lon = remote.lon,
           .countryCode = remote.countryCode,
           .countryName = remote.countryName,
           .asnLabel = remote.asnLabel,
-          .threatScore = login.connection.threatScore,
+          .threatScore = login.connection->threatScore,
           .attemptCount = login.attempts,
           .firstSeen = moment.ago(login.lastAgo + login.tookSeconds),
           .lastSeen = moment.ago(login.lastAgo),
