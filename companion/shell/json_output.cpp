@@ -24,7 +24,12 @@ std::vector<CLI::Option*> addJSONOptions(CLI::App& command, JSONOptions& options
 }
 
 void writeJSON(const std::string& document) {
-  writeOutput((outputIsTerminal() ? visibleJSON(document) : document) + "\n");
+  if (outputIsTerminal()) {
+    writeOutput(visibleJSON(document));
+  } else {
+    writeOutput(document);  // which may be large, so it is not copied
+  }
+  writeOutput("\n");
 }
 
 }  // namespace tavrine
