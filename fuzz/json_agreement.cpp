@@ -308,7 +308,7 @@ class JSONAgreement::SimdJSON {
   Answer ask(std::string_view document) {
     error_ = parse(document);
     hasRefusedNumber_ = false;
-    if (error_ == simdjson::NUMBER_ERROR) {
+    if (error_ == simdjson::NUMBER_ERROR || error_ == tooLarge_) {
       error_ = parse(withoutNumbers(document));
       // Otherwise the number was no number at all, or there is more to find fault with.
       hasRefusedNumber_ = error_ == simdjson::SUCCESS;
@@ -342,6 +342,8 @@ class JSONAgreement::SimdJSON {
 
   simdjson::dom::parser parser_;
   std::vector<char> padded_;
+  // What most integers beyond 64 bits are called: later versions have an error for them.
+  simdjson::error_code tooLarge_ = parse("-9223372036854775809");
   simdjson::error_code error_ = simdjson::SUCCESS;
   bool hasRefusedNumber_ = false;
 };
