@@ -71,6 +71,7 @@ coverage: ## tells which lines of the library its unit tests do not reach
 	@tools/bootstrap build test ci
 	@cmake --preset coverage
 	@cmake --build --preset coverage
+	@find build/coverage -name '*.gcda' -delete
 	@ctest --preset coverage --no-label-summary
 	@gcovr --root . --object-directory build/coverage --filter TavrineShared/ \
 		--exclude-throw-branches --exclude-unreachable-branches --gcov-ignore-parse-errors --print-summary

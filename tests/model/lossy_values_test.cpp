@@ -222,5 +222,30 @@ TEST(LossyDecodable, tellsWhatWasDropped) {
   EXPECT_EQ(findings.list()[0].found, "\"2\"");
 }
 
+template <class T>
+std::string schemaText() {
+  JSONWriter writer(JSONStyle::compact);
+  std::vector<const RecordTable*> records;
+  writer.beginObject();
+  ValueForm<T>::schema({writer, records});
+  writer.endObject();
+  return writer.take();
+}
+
+TEST(LossyDecodable, isDescribedAsWhatItHolds) {
+  using Lossy = LossyDecodable<std::int64_t>;
+  EXPECT_EQ(ValueForm<Lossy>::describe(), ValueForm<std::int64_t>::describe());
+  EXPECT_EQ(schemaText<Lossy>(), schemaText<std::int64_t>());
+}
+
+TEST(LossyDecodable, hashesLikeAnOptional) {
+  const auto hash = [](std::optional<std::int64_t> value) {
+    return ValueForm<LossyDecodable<std::int64_t>>::hash({value});
+  };
+  EXPECT_EQ(hash(7), hash(7));
+  EXPECT_NE(hash(7), hash(8));
+  EXPECT_NE(hash(0), hash(std::nullopt));
+}
+
 }  // namespace
 }  // namespace tavrine
