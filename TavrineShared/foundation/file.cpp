@@ -234,10 +234,10 @@ FileBytes readFile(const fs::path& path) {
 }
 
 void replaceFile(const fs::path& path, std::string_view bytes) {
-  replaceFile(path, [bytes](const FileSink& file) { file(bytes); });
+  replaceFileWith(path, [bytes](const FileSink& file) { file(bytes); });
 }
 
-void replaceFile(const fs::path& path, const std::function<void(const FileSink&)>& produce) {
+void replaceFileWith(const fs::path& path, const std::function<void(const FileSink&)>& produce) {
   requireFileName(path);
   requireNoDevice(path);
   Temporary temporary(path);

@@ -50,8 +50,8 @@ using FileSink = std::function<void(std::string_view)>;
 
 /// The same for bytes that come in pieces: `produce` hands them all to the sink that it is given.
 /// When it throws, the old file is untouched, too.
-void replaceFile(const std::filesystem::path& path,
-                 const std::function<void(const FileSink& file)>& produce);
+void replaceFileWith(const std::filesystem::path& path,
+                     const std::function<void(const FileSink& file)>& produce);
 
 /// The current user's: of the environment's HOME, or else of the user database. Throws
 /// `std::filesystem::filesystem_error` where neither knows it.

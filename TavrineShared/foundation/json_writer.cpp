@@ -55,12 +55,11 @@ char* writeShortDecimal(char* p, double value) {
 
 void JSONWriter::grow(std::size_t count) {
   const auto capacity = static_cast<std::size_t>(end_ - buffer_.get());
-  if (sink_ && capacity >= kPieceSize) {
-    flush();
-    if (count <= capacity) return;
-  }
+  flush();
+  if (sink_ && count <= capacity) return;
   const auto written = static_cast<std::size_t>(p_ - buffer_.get());
-  const std::size_t wanted = std::max({written + count, capacity * 2, kFirstCapacity});
+  const std::size_t wanted = sink_ ? std::max(count, kPieceSize)
+                                   : std::max({written + count, capacity * 2, kFirstCapacity});
   auto* const bytes = static_cast<char*>(std::realloc(buffer_.get(), wanted));
   if (bytes == nullptr) throw std::bad_alloc();
   static_cast<void>(buffer_.release());
@@ -208,6 +207,7 @@ void JSONWriter::text(std::string_view value) {
 }
 
 void JSONWriter::flush() {
+  if (!sink_ || p_ == buffer_.get()) return;
   const char* const end = std::exchange(p_, buffer_.get());
   sink_({buffer_.get(), end});
 }

@@ -25,13 +25,14 @@ enum class JSONStyle : std::uint8_t {
   pretty,
 };
 
-/// Takes the next piece of a document. What it throws goes through to whoever writes.
+/// Takes the next piece of a document. What it throws goes through to whoever writes, whose
+/// document then lacks that piece.
 using JSONSink = std::function<void(std::string_view)>;
 
 /// A document as far as it has been written.
 class JSONWriter {
  public:
-  /// With a sink, no more of the document is kept than the longest text in it takes, or 64 KB.
+  /// With a sink, no more of the document is kept than 64 KB, or the longest text in it.
   explicit JSONWriter(JSONStyle style, JSONSink sink = nullptr)
       : sink_(std::move(sink)), isPretty_(style == JSONStyle::pretty) {}
 
@@ -56,9 +57,10 @@ class JSONWriter {
   /// A text known to need no escapes.
   void plainText(std::string_view value);
 
-  /// The document, complete once every level has been closed. The writer is empty afterwards.
+  /// The document, complete once every level has been closed and unless there is a sink. The writer
+  /// is empty afterwards.
   std::string take();
-  /// Hands on what a sink has not been given yet.
+  /// Hands on what a sink, if there is one, has not been given yet.
   void flush();
 
  private:

@@ -81,7 +81,8 @@ template <std::size_t N>
 struct FieldSet {
   static constexpr std::uint8_t kNoField = std::numeric_limits<std::uint8_t>::max();
   static constexpr std::size_t kSlotCount = std::bit_ceil(4 * N);
-  static_assert(N < KeyOrder::kMostPlaces, "a bit of a word per field tells which are met");
+  static_assert(KeyOrder::kMostPlaces <= 64, "a bit of a word per field tells which are met");
+  static_assert(N < KeyOrder::kMostPlaces, "each field has its place in the order of keys");
 
   std::array<Field, N> inOrder;
   std::array<Field, N> byKey;

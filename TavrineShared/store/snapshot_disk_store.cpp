@@ -24,7 +24,8 @@ AppSnapshot readOrThrow(const std::filesystem::path& from, Findings* findings) {
 void write(const AppSnapshot& snapshot, const std::filesystem::path& to) {
   requireFileName(to);
   if (to.has_parent_path()) std::filesystem::create_directories(to.parent_path());
-  replaceFile(to, [&snapshot](const FileSink& file) { encode(snapshot, JSONStyle::pretty, file); });
+  replaceFileWith(to,
+                  [&snapshot](const FileSink& file) { encode(snapshot, JSONStyle::pretty, file); });
 }
 
 }  // namespace tavrine::SnapshotDiskStore

@@ -8,8 +8,12 @@
 #include "companion/shell/output.h"
 #include "companion/views/number_text.h"
 #include "companion/views/quantity_text.h"
+#include "companion/views/visible_text.h"
 
-#include <TavrineShared/model/coding_error.h>
+#include <TavrineShared/foundation/file.h>
+#include <TavrineShared/foundation/json_reader.h>
+#include <TavrineShared/model/field_table.h>
+#include <TavrineShared/model/json_conventions.h>
 #include <TavrineShared/store/snapshot_disk_store.h>
 
 #include <CLI/CLI.hpp>
@@ -24,6 +28,8 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -63,43 +69,71 @@ std::string outcome(const AppSnapshot& snapshot) {
   return text + ", " + counted(snapshot.alerts.size(), "alert", "alerts");
 }
 
-// A file that somebody named may hold anything. What is no snapshot, and so was not written by us,
-// is not ours to replace.
-void requireReplaceable(const std::filesystem::path& file) {
-  if (!std::filesystem::exists(file) || std::filesystem::is_empty(file)) return;
-  try {
-    SnapshotDiskStore::readOrThrow(file);
-  } catch (const DecodingError& error) {
-    throw std::runtime_error(file.string() +
-                             " holds no snapshot and is left as it is: " + error.what());
-  }
-}
+struct Target {
+  std::filesystem::path file;
+  bool isNamed;  // by the user; it may hold anything, then
+};
 
-// What was damaged in the place for snapshots is replaced, and not without a word.
-std::optional<AppSnapshot> previousIn(const std::filesystem::path& file, FindingsBook& book) {
-  if (!std::filesystem::exists(file)) return std::nullopt;
-  try {
-    return SnapshotDiskStore::readOrThrow(file, &book.open(file.string()));
-  } catch (const DecodingError& error) {
-    say("no snapshot in " + file.string() + ": " + error.what());
-  } catch (const std::filesystem::filesystem_error& error) {
-    say(error);
+// Of the keys of an object, the first that no snapshot has; it would be lost.
+std::optional<std::string> foreignKey(std::string_view document) {
+  const RecordTable& table = AppSnapshot::table();
+  JSONReader reader(document);
+  std::string_view key;
+  if (reader.enterObject() != JSONResult::ok) return std::nullopt;
+  while (reader.nextKey(key)) {
+    if (table.find(key) == table.byKey.size()) return std::string(key);
+    reader.skip();
   }
   return std::nullopt;
 }
 
+// The snapshot that the new one replaces. What is none was not written by us, and in a file that
+// was named it is not ours to replace. What was damaged in the place for snapshots is replaced, and
+// not without a word.
+std::optional<AppSnapshot> previousIn(const Target& target, FindingsBook& book) {
+  const std::string name = target.file.string();
+  std::string problem;
+  try {
+    const FileBytes bytes = readFile(target.file);
+    if (bytes.text().empty()) return std::nullopt;
+    AppSnapshot snapshot = decode<AppSnapshot>(bytes.text(), &book.open(name));
+    const auto foreign = target.isNamed ? foreignKey(bytes.text()) : std::nullopt;
+    if (!foreign) return snapshot;
+    problem = "it has the key " + visibleText(*foreign);
+  } catch (const DecodingError& error) {
+    problem = error.what();
+  } catch (const std::filesystem::filesystem_error& error) {
+    if (error.code() == std::errc::no_such_file_or_directory) return std::nullopt;
+    if (target.isNamed) throw;
+    say(error);
+    return std::nullopt;
+  }
+  if (target.isNamed) {
+    throw std::runtime_error(name + " holds no snapshot and is left as it is: " + problem +
+                             "; remove it, or name another file");
+  }
+  say("no snapshot in " + name + ": " + problem);
+  return std::nullopt;
+}
+
+void requireReplaceable(const Target& target) {
+  requireFileName(target.file);
+  FindingsBook ignored;
+  previousIn(target, ignored);
+}
+
 // False when a host did not answer or something was lost.
 bool refreshOnce(const CollectRequest& request, const RefreshOptions& options,
-                 const std::filesystem::path& file) {
+                 const Target& target) {
   const auto started = Clock::now();
   const double cpuBefore = cpuSeconds();
   const Collected collected = collectTold(request, options.collect);
   if (isInterrupted()) return false;
   FindingsBook book;
-  const std::optional<AppSnapshot> previous = previousIn(file, book);
+  const std::optional<AppSnapshot> previous = previousIn(target, book);
   Assembly assembly = assemble(collected.captures, previous ? &*previous : nullptr);
   if (options.collect.redact) assembly.snapshot = redacted(std::move(assembly.snapshot));
-  SnapshotDiskStore::write(assembly.snapshot, file);
+  SnapshotDiskStore::write(assembly.snapshot, target.file);
   const double seconds = std::chrono::duration<double>(Clock::now() - started).count();
   say(timeText(assembly.snapshot.timestamp) + ": " + outcome(assembly.snapshot) + "; took " +
       oneDecimal(seconds) + " s and " + significantDigits(cpuSeconds() - cpuBefore, 2) +
@@ -108,12 +142,12 @@ bool refreshOnce(const CollectRequest& request, const RefreshOptions& options,
   return !tellLosses(book, options.collect.findings, options.collect.redact) && collected.isWhole;
 }
 
-// What worked before will work again, once there is room on the disk, say.
+// What worked before will work again, once there is room on the disk, say, or the file is ours.
 void refreshAgain(const CollectRequest& request, const RefreshOptions& options,
-                  const std::filesystem::path& file) {
+                  const Target& target) {
   try {
-    refreshOnce(request, options, file);
-  } catch (const std::filesystem::filesystem_error& error) {
+    refreshOnce(request, options, target);
+  } catch (const std::runtime_error& error) {
     say(error);
   }
 }
@@ -131,18 +165,19 @@ void sleepUntil(Clock::time_point started, double seconds) {
 
 ExitStatus refresh(const RefreshOptions& options) {
   const CollectRequest request = options.collect.resolved();
-  const std::filesystem::path file =
-      options.file ? std::filesystem::path(*options.file) : SnapshotDiskStore::defaultURL();
-  if (options.file) requireReplaceable(file);
+  const Target target = options.file
+                            ? Target{.file = *options.file, .isNamed = true}
+                            : Target{.file = SnapshotDiskStore::defaultURL(), .isNamed = false};
+  if (target.isNamed) requireReplaceable(target);
   noteInterruptions();
   auto started = Clock::now();
-  const bool isAllWell = refreshOnce(request, options, file);
+  const bool isAllWell = refreshOnce(request, options, target);
   if (!options.everySeconds) return isAllWell ? ExitStatus::fine : ExitStatus::findings;
   for (;;) {
     sleepUntil(started, *options.everySeconds);
     if (isInterrupted()) return ExitStatus::fine;  // it was told to stop, and did
     started = Clock::now();
-    refreshAgain(request, options, file);
+    refreshAgain(request, options, target);
   }
 }
 

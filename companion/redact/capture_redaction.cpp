@@ -29,6 +29,16 @@ std::size_t endOfText(std::string_view json) {
   return 0;
 }
 
+// A key may be a name in words of its own, "my api key", or hold one as text does, "env:API_KEY".
+bool isSecretKey(const std::string& key) {
+  const std::string assignment = key + "=x";
+  return isSecretName(key) || redacted(assignment) != assignment;
+}
+
+bool holdsOnly(std::string_view part, std::string_view signs) {
+  return part.find_first_not_of(signs) == std::string_view::npos;
+}
+
 // Takes a document apart into texts and what stands between them, and leaves out secrets.
 class JSONRedaction {
  public:
@@ -39,8 +49,15 @@ class JSONRedaction {
   void addBetween(std::string_view part) {
     out_.append(redacted(part));
     const std::size_t sign = part.find_first_not_of(" \t\r\n");
-    const bool isName = sign != std::string_view::npos && part[sign] == ':';
-    isSecretValue_ = isName && isSecretName(text_);
+    if (sign != std::string_view::npos && part[sign] == ':') {
+      // The texts of a list are all values of its name; those of an object have names of their own.
+      const std::string_view rest = part.substr(sign + 1);
+      isSecretValue_ = holdsOnly(rest, "[ \t\r\n") && isSecretKey(text_);
+      isSecretList_ = isSecretValue_ && rest.find('[') != std::string_view::npos;
+    } else {
+      isSecretList_ = isSecretList_ && holdsOnly(part, ", \t\r\n");
+      isSecretValue_ = isSecretList_;
+    }
   }
 
   void addText(std::string_view literal) {
@@ -49,7 +66,7 @@ class JSONRedaction {
       out_.append(redacted(literal));
       return;
     }
-    const bool isSecret = isSecretValue_ && !isAnswer(text_);
+    const bool isSecret = isSecretValue_ && !text_.empty() && !isAnswer(text_);
     const std::string kept = isSecret ? std::string(kRedacted) : redacted(text_);
     if (kept == text_) {
       out_.append(literal);
@@ -66,6 +83,7 @@ class JSONRedaction {
   std::string out_;
   std::string text_;            // the last one
   bool isSecretValue_ = false;  // what a text that comes now is
+  bool isSecretList_ = false;   // what those behind it are
 };
 
 void redactInfo(CaptureInfo& info) {

@@ -9,7 +9,7 @@
 namespace tavrine {
 
 /// A JSON document, or lines of JSON, without the secrets in each of its texts, by the rules of
-/// text_redaction.h. It stays JSON; what is none comes back as it was.
+/// text_redaction.h. It stays JSON; what is none is taken for text. Numbers stay.
 std::string redactedJSON(std::string_view text);
 
 /// All texts of a capture without secrets.

@@ -1,7 +1,7 @@
 // The names under which secrets stand, in command lines, settings and environments.
 //
-// A name is taken apart into words at `_`, `-`, `.`, `/` and where a capital begins one; letter
-// case is ignored. It is a secret's when its last word is
+// A name is taken apart into words at whatever is no letter, such as `_`, `-`, `.` and `/`, and
+// where a capital begins one; letter case is ignored. It is a secret's when its last word is
 //
 //   password, passwd, pwd, passphrase, secret, credential, authorization, or ends like one of
 //   them, as `PGPASSWORD` does;

@@ -24,12 +24,8 @@ std::vector<CLI::Option*> addJSONOptions(CLI::App& command, JSONOptions& options
 }
 
 void writeJSON(const std::string& document) {
-  if (outputIsTerminal()) {
-    writeOutput(visibleJSON(document));
-  } else {
-    writeOutput(document);  // which may be large, so it is not copied
-  }
-  writeOutput("\n");
+  // In one piece, for lines of several programs in one file to stay apart.
+  writeOutput((outputIsTerminal() ? visibleJSON(document) : document) + "\n");
 }
 
 }  // namespace tavrine

@@ -151,14 +151,14 @@ TEST(ReplaceFile, replacesAnOldOne) {
 TEST(ReplaceFile, takesBytesInPieces) {
   const TemporaryFolder folder;
   const fs::path path = folder.file("file", kOld);
-  replaceFile(path, [&path](const FileSink& file) {
+  replaceFileWith(path, [&path](const FileSink& file) {
     file(kLong);
     file("");
     file(kLong);
     EXPECT_EQ(contentOf(path), kOld) << "until all are there";
   });
   EXPECT_EQ(contentOf(path), kLong + kLong);
-  replaceFile(path, [](const FileSink&) {});
+  replaceFileWith(path, [](const FileSink&) {});
   EXPECT_EQ(contentOf(path), "");
 }
 
@@ -169,7 +169,7 @@ TEST(ReplaceFile, leavesTheOldFileWhereThePiecesEndInAnError) {
     file(kLong);
     throw std::domain_error("no more");
   };
-  EXPECT_THROW(replaceFile(path, produce), std::domain_error);
+  EXPECT_THROW(replaceFileWith(path, produce), std::domain_error);
   EXPECT_EQ(contentOf(path), kOld);
   EXPECT_EQ(folder.names(), std::vector<std::string>{"file"});
 }

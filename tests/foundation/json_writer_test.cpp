@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -543,6 +544,8 @@ TEST(JSONWriter, writesTheSameJSONInBothStyles) {
 
 // --- pieces ---
 
+constexpr std::size_t kLongText = 70'000;
+
 void writeLongList(JSONWriter& writer) {
   writer.beginList();
   for (std::int64_t i = 0; i < 50'000; ++i) {
@@ -550,7 +553,7 @@ void writeLongList(JSONWriter& writer) {
     writer.integer(i);
   }
   writer.element();
-  writer.text(std::string(300'000, 'x'));
+  writer.text(std::string(kLongText, 'x'));
   writer.element();
   writer.text("the end");
   writer.endList();
@@ -562,15 +565,28 @@ TEST(JSONWriter, handsOnADocumentInPieces) {
     writeLongList(whole);
     std::string document;
     std::size_t pieces = 0;
+    std::size_t longest = 0;
     JSONWriter inPieces(style, [&](std::string_view piece) {
       document += piece;
       ++pieces;
+      longest = std::max(longest, piece.size());
     });
     writeLongList(inPieces);
     EXPECT_GE(pieces, 4U);
     inPieces.flush();
     EXPECT_EQ(document, whole.take());
+    EXPECT_LE(longest, kLongText + 16);
+    const std::size_t all = std::exchange(pieces, 0);
+    inPieces.flush();
+    EXPECT_EQ(pieces, 0U) << "of " << all;
   }
+}
+
+TEST(JSONWriter, keepsADocumentThatNoSinkTakes) {
+  JSONWriter writer(JSONStyle::compact);
+  writer.text("all of it");
+  writer.flush();
+  EXPECT_EQ(writer.take(), "\"all of it\"");
 }
 
 TEST(JSONWriter, passesOnWhatItsSinkThrows) {

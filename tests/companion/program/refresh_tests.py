@@ -147,10 +147,40 @@ class Refresh(CollectTest):
         self.assertEqual(done.returncode, 2)
         self.assertIn("thesis.tex holds no snapshot and is left as it is: not JSON: ", done.stderr)
         self.assertEqual(thesis.read_bytes(), b"\\section{Years of work}\n")
+        for kept in (b'{"timestamp":"2026-01-01T00:00:00Z","thesis":"years of work"}', b"[]", b"\xff"):
+            thesis.write_bytes(kept)
+            done = self.ask("refresh", "a", "--file", thesis)
+            self.assertEqual(done.returncode, 2)
+            self.assertIn("thesis.tex holds no snapshot and is left as it is: ", done.stderr)
+            self.assertEqual(thesis.read_bytes(), kept)
         thesis.write_bytes(b"")
         self.assertEqual(self.ask("refresh", "a", "--file", thesis).returncode, 0)
         self.assertEqual(self.ask("refresh", "a", "--file", thesis).returncode, 0)
         self.assertEqual(len(json.loads(thesis.read_bytes())["servers"]), 1)
+
+    def test_asks_no_host_for_what_it_could_not_keep(self):
+        os.mkfifo(self.folder / "fifo")
+        stub = f"touch {self.folder}/asked; exit 255"
+        for file in ("fifo", ".", "", "fifo/x", "fifo/"):
+            with self.subTest(file):
+                done = self.ask("refresh", "a", "--file", file, stub=stub)
+                self.assertEqual(done.returncode, 2)
+                self.assertEqual(done.stderr.count("\n"), 1, done.stderr)
+                self.assertFalse((self.folder / "asked").exists())
+
+    def test_leaves_what_took_the_place_of_its_file(self):
+        process = self.start("refresh", "--every=0.2s", "--file", "lab.json")
+        self.assertIn(b"1 server", process.stderr.readline())
+        process.send_signal(signal.SIGSTOP)
+        self.file("lab.json", b"years of work\n")
+        process.send_signal(signal.SIGCONT)
+        self.wait_for(b"is left as it is", process)
+        self.assertEqual((self.folder / "lab.json").read_bytes(), b"years of work\n")
+        (self.folder / "lab.json").unlink()
+        self.wait_for(b"1 server", process)
+        process.terminate()
+        process.communicate(timeout=20)
+        self.assertEqual(process.returncode, 0)
 
     def test_losses_in_the_snapshot_before_are_told(self):
         self.ask("refresh", "a")
