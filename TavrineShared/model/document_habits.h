@@ -48,15 +48,22 @@ class KeyOrder {
   /// The place, in a table's `byKey`, of the key to be expected: `behind` is 0 at the start of an
   /// object and one more than the place of the key before elsewhere. May be past the last place.
   std::size_t expected(std::size_t behind) const { return next_[behind]; }
+  /// Of an order that changes all the time there is nothing to learn: after many lessons, what has
+  /// been learned is kept.
   void learn(std::size_t behind, std::size_t place) {
+    if (lessons_ == kMostLessons) return;
+    ++lessons_;
     next_[behind] = static_cast<std::uint8_t>(place);
   }
   void forget() {
+    lessons_ = 0;
     for (std::size_t i = 0; i < kMostPlaces; ++i) next_[i] = static_cast<std::uint8_t>(i);
   }
 
  private:
+  static constexpr std::uint32_t kMostLessons = 10'000;
   std::array<std::uint8_t, kMostPlaces> next_;
+  std::uint32_t lessons_;
 };
 
 /// The orders of the record types that were met last.

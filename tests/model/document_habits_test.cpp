@@ -91,6 +91,18 @@ TEST(KeyOrder, expectsAscendingKeysUntilItHasLearnt) {
   EXPECT_EQ(order.expected(1), 1U);
 }
 
+TEST(KeyOrder, learnsNoMoreWhereNothingLasts) {
+  KeyOrder order;
+  order.forget();
+  for (int i = 0; i < 1'000'000; ++i) order.learn(0, i % 2 == 0 ? 3 : 4);
+  const std::size_t kept = order.expected(0);
+  order.learn(0, 7);
+  EXPECT_EQ(order.expected(0), kept);
+  order.forget();
+  order.learn(0, 7);
+  EXPECT_EQ(order.expected(0), 7U);
+}
+
 TEST(KeyOrder, isKeptForEachTypeUntilAnotherTakesItsPlace) {
   KeyOrders orders;
   orders.of(Point::table()).learn(0, 2);
