@@ -1,8 +1,6 @@
 #include <TavrineShared/model/lossy_values.h>
 
-namespace tavrine {
-
-namespace detail {
+namespace tavrine::detail {
 
 DecodeContext lossyContext(const DecodeContext& context, DecodingProblem& problem) {
   DecodeContext lossy = context;
@@ -22,6 +20,4 @@ void tellLoss(const DecodeContext& lossy, FindingOutcome outcome) {
   });
 }
 
-}  // namespace detail
-
-}  // namespace tavrine
+}  // namespace tavrine::detail

@@ -96,7 +96,7 @@ std::optional<AppSnapshot> previousIn(const Target& target, FindingsBook& book) 
   try {
     const FileBytes bytes = readFile(target.file);
     if (bytes.text().empty()) return std::nullopt;
-    AppSnapshot snapshot = decode<AppSnapshot>(bytes.text(), &book.open(name));
+    auto snapshot = decode<AppSnapshot>(bytes.text(), &book.open(name));
     const auto foreign = target.isNamed ? foreignKey(bytes.text()) : std::nullopt;
     if (!foreign) return snapshot;
     problem = "it has the key " + visibleText(*foreign);
