@@ -13,6 +13,7 @@
 #include <TavrineShared/foundation/file.h>
 #include <TavrineShared/foundation/json_reader.h>
 #include <TavrineShared/model/field_table.h>
+#include <TavrineShared/model/findings.h>
 #include <TavrineShared/model/json_conventions.h>
 #include <TavrineShared/store/snapshot_disk_store.h>
 
@@ -81,7 +82,7 @@ std::optional<std::string> foreignKey(std::string_view document) {
   std::string_view key;
   if (reader.enterObject() != JSONResult::ok) return std::nullopt;
   while (reader.nextKey(key)) {
-    if (table.find(key) == table.byKey.size()) return std::string(key);
+    if (table.find(key) == table.byKey.size()) return excerpt(key);
     reader.skip();
   }
   return std::nullopt;

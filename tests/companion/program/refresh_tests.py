@@ -147,11 +147,13 @@ class Refresh(CollectTest):
         self.assertEqual(done.returncode, 2)
         self.assertIn("thesis.tex holds no snapshot and is left as it is: not JSON: ", done.stderr)
         self.assertEqual(thesis.read_bytes(), b"\\section{Years of work}\n")
-        for kept in (b'{"timestamp":"2026-01-01T00:00:00Z","thesis":"years of work"}', b"[]", b"\xff"):
+        for kept in (b'{"timestamp":"2026-01-01T00:00:00Z","thesis":"years of work"}', b"[]", b"\xff",
+                     b'{"timestamp":"2026-01-01T00:00:00Z","' + b"x" * 100_000 + b'":1}'):
             thesis.write_bytes(kept)
             done = self.ask("refresh", "a", "--file", thesis)
             self.assertEqual(done.returncode, 2)
             self.assertIn("thesis.tex holds no snapshot and is left as it is: ", done.stderr)
+            self.assertLess(len(done.stderr), 1000)
             self.assertEqual(thesis.read_bytes(), kept)
         thesis.write_bytes(b"")
         self.assertEqual(self.ask("refresh", "a", "--file", thesis).returncode, 0)
